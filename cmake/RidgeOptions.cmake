@@ -1,0 +1,72 @@
+# What every target of the project is compiled and linked with.
+
+add_library(ridge-warnings INTERFACE)
+if(MSVC)
+  target_compile_options(ridge-warnings INTERFACE /W4 /WX /permissive-)
+else()
+  target_compile_options(
+    ridge-warnings
+    INTERFACE -Wall
+              -Wextra
+              -Wpedantic
+              -Wconversion
+              -Wsign-conversion
+              -Wcast-qual
+              -Wformat=2
+              -Wundef
+              -Werror
+              $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+              $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+              $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+endif()
+
+add_library(ridge-options INTERFACE)
+target_compile_features(ridge-options INTERFACE cxx_std_20 c_std_11)
+target_link_libraries(ridge-options INTERFACE ridge-warnings)
+if(NOT MSVC)
+  # No path of the building machine in the files: two folders give the same bytes.
+  target_compile_options(ridge-options INTERFACE "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
+                                                 "-ffile-prefix-map=${PROJECT_BINARY_DIR}/=")
+endif()
+if(MINGW)
+  target_compile_options(ridge-options INTERFACE -fstack-protector-strong)
+  target_compile_definitions(ridge-options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  target_link_options(ridge-options INTERFACE -static -fstack-protector-strong
+                      -Wl,--no-insert-timestamp)
+endif()
+
+if(RIDGE_SANITIZE)
+  add_compile_options(-fsanitize=${RIDGE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${RIDGE_SANITIZE})
+endif()
+
+# Moves a program's or library's debug information into a file of its own beside it.
+function(ridge_split_debug_information target)
+  if(MINGW)
+    add_custom_command(
+      TARGET ${target}
+      POST_BUILD
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}>
+              $<TARGET_FILE:${target}>.debug
+      COMMAND ${CMAKE_STRIP} --strip-debug $<TARGET_FILE:${target}>
+      COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug
+              $<TARGET_FILE:${target}>
+      VERBATIM)
+  endif()
+endfunction()
+
+# A header-only library of the build machine. A cross compiler must not see the folder that it lies
+# in, which holds the headers of another system too: it gets a folder with this library alone.
+function(ridge_header_library target entry)
+  find_path(
+    ${target}-folder
+    NAMES ${entry}
+    PATHS /usr/include
+    NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/header-libraries/${target})
+  file(CREATE_LINK ${${target}-folder}/${entry}
+       ${PROJECT_BINARY_DIR}/header-libraries/${target}/${entry} SYMBOLIC)
+  add_library(${target} INTERFACE)
+  target_include_directories(${target} SYSTEM
+                             INTERFACE ${PROJECT_BINARY_DIR}/header-libraries/${target})
+endfunction()
