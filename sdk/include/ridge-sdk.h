@@ -1,0 +1,483 @@
+/**
+ * @file ridge-sdk.h
+ * @brief Drives a ridge fingerprint scanner on a serial line: connection, information, settings,
+ *        captures, host-assisted captures and streams.
+ *
+ * This is the one header of the library. It is plain C11, needs nothing but <stdint.h>, and can be
+ * included from C++.
+ *
+ * Conventions that hold for all functions
+ * ---------------------------------------
+ *
+ * Status codes. A function that can fail returns one of the `RIDGE_...` codes of #ridgeStatus; 0 is
+ * success. The text that belongs to the last failure of a context is read with
+ * ridgeGetLastErrorDescription(). A function that succeeds leaves the text of an earlier failure in
+ * place, so look at the status first and at the text only after a failure. The exceptions:
+ * the start of a connect, ridgeDisconnect() and ridgeStopCapture() clear the text. A NULL context
+ * is reported as #RIDGE_NULL_ARGUMENT without a text, as there is nowhere to keep it.
+ *
+ * Order of checks. Arguments are checked before the state of the connection is looked at, so a
+ * wrong argument is reported even on a context that is not connected. Each function lists its
+ * status codes in the order in which it checks.
+ *
+ * Contexts. A device context stands for one scanner. It takes no lock: use one context from one
+ * thread at a time. Different contexts are independent and may be used from different threads at
+ * once. ridgeHostAssistedCaptureSetResult() alone may be called on a connected context from any
+ * thread at any time.
+ *
+ * Callbacks. Captures and streams run on a worker thread of the library, one per context, and call
+ * back on it, one call at a time. A callback may take as long as it likes (the scanner waits), may
+ * call ridgeHostAssistedCaptureSetResult(), ridgeIsConnected() and
+ * ridgeGetLastErrorDescription(), and must not call ridgeStopCapture(), ridgeDisconnect(),
+ * ridgeFreeDeviceContext() or any of the start functions: the first three would wait for the
+ * callback itself to return, the last are refused while the worker runs. Let no C++ exception leave
+ * a callback.
+ *
+ * Memory. Records and texts that the library hands out belong to it; each function says how long
+ * they stay valid. What you pass in is copied before the function returns, function pointers and
+ * `userContext` pointers excepted: what `userContext` points to must live until the operation has
+ * ended.
+ *
+ * Time. A command that goes to the scanner waits at most 3 seconds for the port to take it and at
+ * most 3 seconds for each answer. A function that is said to block longer names its own bound.
+ *
+ * Unloading. Once a capture or stream has been started, the library stays loaded until the process
+ * ends; FreeLibrary() then only counts.
+ *
+ * Texts are NUL-terminated byte strings. All functions use the C calling convention.
+ */
+#ifndef RIDGE_SDK_H
+#define RIDGE_SDK_H
+
+#include <stdint.h>
+
+#if defined(_WIN32) && !defined(RIDGE_SDK_STATIC)
+#define RIDGE_API __declspec(dllimport)
+#else
+#define RIDGE_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The results of the functions. The value 1 is never produced. */
+enum ridgeStatus {
+    /** Success. */
+    RIDGE_SUCCESS = 0,
+    /** An argument has a value that is not allowed. */
+    RIDGE_INVALID_ARGUMENT = 2,
+    /** An argument that is required is NULL. */
+    RIDGE_NULL_ARGUMENT = 3,
+    /** Something that nobody expected, such as a lack of memory. */
+    RIDGE_UNEXPECTED_FAILURE = 4,
+    /** The serial port failed: it cannot be opened, or the scanner was unplugged. */
+    RIDGE_SERIAL_PORT_ERROR = 5,
+    /** The protocol or the library failed, or the session is busy with another operation. */
+    RIDGE_PROTOCOL_ERROR = 6,
+    /** The port did not take the bytes in time, or the scanner reported that no finger came. */
+    RIDGE_TIMEOUT = 7,
+    /** The context already holds a session. */
+    RIDGE_CONTEXT_IN_USE = 8,
+    /** The scanner did not answer in time, or not what it was asked. */
+    RIDGE_NO_RESPONSE = 9,
+    /** The scanner sent data that make no sense. */
+    RIDGE_MALFORMED_DATA = 10,
+    /** The context is not connected to a scanner. */
+    RIDGE_NOT_CONNECTED = 11,
+    /** A capture, host-assisted capture or stream is running. */
+    RIDGE_CAPTURE_ACTIVE = 12,
+    /** The scanner reported a failure; the text holds its own number and words. */
+    RIDGE_DEVICE_FAILURE = 13,
+    /** The scanner's answer is of the wrong type, or its image never came. */
+    RIDGE_UNEXPECTED_RESPONSE = 14
+};
+
+/** A device context: one scanner, its session and the text of the last failure. Opaque. */
+typedef struct ridgeDeviceContext ridgeDeviceContext;
+
+/**
+ * What the scanner says about itself. The meaning of the texts and values is the scanner's; they
+ * are numbered in the order in which it sends them. Mind the order of the fields: text6 comes
+ * before text5 and text4.
+ */
+typedef struct ridgeDeviceInfo {
+    const char* text1;
+    const char* text2;
+    const char* text3;
+    const char* text6;
+    const char* text5;
+    const char* text4;
+    const char* text7;
+    uint16_t value1;
+    uint16_t value2;
+    /** Bits 0 to 4 are the scanner's five features; all other bits are 0. */
+    uint32_t features;
+} ridgeDeviceInfo;
+
+/** The scanner's settings. */
+typedef struct ridgeDeviceSettings {
+    /** Rotation code of the images, 0 to 3. */
+    uint8_t rotation;
+    /** The scanner's option: 0 off, any other value on. Read as 0 or 1. */
+    uint8_t option;
+} ridgeDeviceSettings;
+
+/** What a capture shall do. */
+typedef struct ridgeCaptureParameters {
+    /** Code of the finger's position, 0 to 10. */
+    uint8_t fingerPosition;
+    /** How long the scanner waits for a finger, in milliseconds, at most 30000. Not used by a
+     *  host-assisted capture, but checked all the same. */
+    uint32_t captureTimeout;
+    /** Options, handed to the scanner as they are. Bit 3 (0x8) is set in addition when an event
+     *  callback is given. A host-assisted capture does not accept 0. */
+    uint32_t captureOption;
+} ridgeCaptureParameters;
+
+/** An image and what the scanner says about it. Absent parts are 0 and NULL. */
+typedef struct ridgeCaptureResult {
+    /** Width of the image in pixels. */
+    uint32_t width;
+    /** Height of the image in pixels. */
+    uint32_t height;
+    /** The image's bytes, as the scanner sent them. */
+    const uint8_t* image;
+    /** Number of image bytes. */
+    uint32_t imageSize;
+    /** A value that the scanner adds to a captured image; 0 in a stream. */
+    uint8_t extraValue;
+    /** Number of trailer bytes. */
+    uint32_t trailerSize;
+    /** Bytes that the scanner adds to a captured image. */
+    const uint8_t* trailer;
+    /** The scanner's flags, 0 or 1 each. */
+    uint8_t flagA;
+    uint8_t flagB;
+    /** Has a meaning only when flagB is set, and is 0 otherwise. */
+    uint8_t flagC;
+} ridgeCaptureResult;
+
+/**
+ * Called when a running operation fails.
+ *
+ * Thread: the worker. A capture or host-assisted capture calls it once, as its last call. A stream
+ * calls it once more for each image that makes no sense (#RIDGE_MALFORMED_DATA, "Invalid capture
+ * data") and goes on; any other failure ends the stream.
+ *
+ * @param status       one of #ridgeStatus, never 0
+ * @param message      the failure's text, valid during the call
+ * @param userContext  as given at the start
+ */
+typedef void (*ridgeErrorCallback)(int32_t status, const char* message, void* userContext);
+
+/**
+ * Called when an image is ready: once by a capture, for each image by a stream and a host-assisted
+ * capture.
+ *
+ * Thread: the worker.
+ *
+ * @param result       the image; the record and the bytes it points to are valid during the call
+ * @param userContext  as given at the start
+ */
+typedef void (*ridgeCaptureCallback)(const ridgeCaptureResult* result, void* userContext);
+
+/**
+ * Called each time the scanner reports its capture event while a capture waits for the image.
+ *
+ * Thread: the worker.
+ *
+ * @param userContext          as given at the start
+ * @param elapsedMilliseconds  time since the capture began
+ */
+typedef void (*ridgeEventCallback)(void* userContext, uint32_t elapsedMilliseconds);
+
+/** Where an operation reports to. */
+typedef struct ridgeCaptureCallbacks {
+    /** Required. */
+    ridgeErrorCallback errorCallback;
+    /** Required. */
+    ridgeCaptureCallback captureCallback;
+    /** Optional: NULL means that the scanner is not asked to report events. */
+    ridgeEventCallback eventCallback;
+} ridgeCaptureCallbacks;
+
+/**
+ * Takes the library's log lines.
+ *
+ * Thread: whichever thread logs, the library's own among them, but one call at a time. The log is
+ * locked during the call: do not call into the library from here, it may deadlock.
+ *
+ * @param level        'D', 'I', 'W' or 'E'
+ * @param line         one finished line without a line break, valid during the call, such as
+ *                     "[I 4312 sdk/src/ridge-sdk.cpp:210 20240131-142501] Start stream":
+ *                     level, thread, place, local time and message
+ * @param userContext  as given to ridgeSetLogger()
+ */
+typedef void (*ridgeLogCallback)(int32_t level, const char* line, void* userContext);
+
+/* ---------------------------------------------------------------- Library and contexts ---------
+ */
+
+/**
+ * The library's version.
+ *
+ * @return a text such as "1.6.3", valid while the library is loaded. Any thread; does not block.
+ */
+RIDGE_API const char* ridgeGetSdkVersion(void);
+
+/**
+ * Installs the function that gets the library's log lines, for the whole process. It replaces the
+ * one before; it cannot be removed. Until it is called, nothing is logged.
+ *
+ * Any thread. Blocks while a log line is being delivered; must not be called from a log callback.
+ *
+ * @param level        threshold: 'D' everything, 'I' information and above, 'W' warnings and
+ *                     errors, 'E' errors only
+ * @param callback     the function
+ * @param userContext  handed to the callback unchanged; may be NULL
+ * @return #RIDGE_NULL_ARGUMENT   callback is NULL
+ * @return #RIDGE_INVALID_ARGUMENT level is not one of the four; the installed logger stays
+ * @return #RIDGE_SUCCESS
+ */
+RIDGE_API int32_t ridgeSetLogger(int32_t level, ridgeLogCallback callback, void* userContext);
+
+/**
+ * Creates a device context, not connected.
+ *
+ * Any thread; does not block.
+ *
+ * @return the context, to be released with ridgeFreeDeviceContext(), or NULL for lack of memory
+ */
+RIDGE_API ridgeDeviceContext* ridgeCreateDeviceContext(void);
+
+/**
+ * Disconnects, as ridgeDisconnect() does and for as long, and releases the context. The handle,
+ * and every text taken from the context, is invalid afterwards.
+ *
+ * @param context  the context; NULL is ignored
+ */
+RIDGE_API void ridgeFreeDeviceContext(ridgeDeviceContext* context);
+
+/**
+ * The text of the last failure on a context.
+ *
+ * Does not block.
+ *
+ * @param context  the context; may be NULL
+ * @return the text, empty when nothing failed yet or the context is NULL; never NULL. Valid until
+ *         the next call on the context that fails, starts to connect, disconnects or stops, and
+ *         until the context is freed.
+ */
+RIDGE_API const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* context);
+
+/* ---------------------------------------------------------------- Connection -------------------
+ */
+
+/**
+ * Opens a session with the scanner on a COM port and reads its information and settings.
+ *
+ * Blocks until the scanner has answered; 3 seconds for each of two commands when it does not.
+ *
+ * @param comPort  the port's name as the system takes it: "COM3" up to "COM9", "\\\\.\\COM12" for
+ *                 any number; used as it stands
+ * @param context  a context without a session
+ * @return #RIDGE_NULL_ARGUMENT       context is NULL; or comPort is NULL or empty
+ *                                    ("'comPort' cannot be NULL or empty.")
+ * @return #RIDGE_CONTEXT_IN_USE      there is a session already, even if its scanner is lost;
+ *                                    checked before comPort
+ * @return #RIDGE_SERIAL_PORT_ERROR   the port cannot be opened or set up; the text is the system's
+ * @return #RIDGE_TIMEOUT             the port does not take the request
+ * @return #RIDGE_NO_RESPONSE, #RIDGE_MALFORMED_DATA, #RIDGE_DEVICE_FAILURE,
+ *         #RIDGE_UNEXPECTED_RESPONSE what answers on the port is not a working scanner
+ * @return #RIDGE_PROTOCOL_ERROR, #RIDGE_UNEXPECTED_FAILURE
+ * @return #RIDGE_SUCCESS
+ *
+ * After a failure the context is without a session and the port is closed.
+ */
+RIDGE_API int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context);
+
+/**
+ * Tells whether a context is connected. A session loses its scanner when a running capture or
+ * stream meets a failure of the port; a port that fails while nothing runs is reported by the next
+ * function that looks (#RIDGE_SERIAL_PORT_ERROR).
+ *
+ * Does not block.
+ *
+ * @param context  the context; may be NULL
+ * @return 1 when connected, 0 otherwise
+ */
+RIDGE_API uint8_t ridgeIsConnected(const ridgeDeviceContext* context);
+
+/**
+ * Ends the session, if there is one: stops a running capture or stream, waits for its end and
+ * closes the port. The context can be connected again. Clears the last failure's text.
+ *
+ * Blocks as ridgeStopCapture() does; must not be called from a callback.
+ *
+ * @param context  the context; NULL is ignored
+ */
+RIDGE_API void ridgeDisconnect(ridgeDeviceContext* context);
+
+/**
+ * The scanner's information, as read when the session was opened.
+ *
+ * Does not block; nothing is sent.
+ *
+ * @param context  the context
+ * @param info     record to fill. Its texts belong to the session and are valid until
+ *                 ridgeDisconnect() or ridgeFreeDeviceContext().
+ * @return #RIDGE_NULL_ARGUMENT      context or info is NULL ("'info' cannot be NULL.")
+ * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed ("Serial port error detected. ...")
+ * @return #RIDGE_NOT_CONNECTED      "Not connected."
+ * @return #RIDGE_SUCCESS
+ */
+RIDGE_API int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* info);
+
+/**
+ * The scanner's settings, as read when the session was opened. ridgeSettingsSet() does not change
+ * what this returns: to read new settings, connect again.
+ *
+ * Does not block; nothing is sent.
+ *
+ * @param context   the context
+ * @param settings  record to fill
+ * @return #RIDGE_NULL_ARGUMENT  context or settings is NULL (without a text)
+ * @return #RIDGE_NOT_CONNECTED  "Not connected."
+ * @return #RIDGE_SUCCESS
+ */
+RIDGE_API int32_t ridgeSettingsGet(ridgeDeviceContext* context, ridgeDeviceSettings* settings);
+
+/**
+ * Writes the scanner's settings.
+ *
+ * Blocks for one command, at most 3 seconds to send it and 3 seconds for the answer.
+ *
+ * @param context   the context
+ * @param settings  the settings; copied
+ * @return #RIDGE_NULL_ARGUMENT      context is NULL; or settings is ("Settings cannot be NULL.")
+ * @return #RIDGE_INVALID_ARGUMENT   rotation is above 3 ("Invalid rotation angle 4.")
+ * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed
+ * @return #RIDGE_NOT_CONNECTED      "Not connected."
+ * @return #RIDGE_CAPTURE_ACTIVE     a capture or stream runs ("Capture is active.")
+ * @return #RIDGE_PROTOCOL_ERROR     another operation runs
+ * @return #RIDGE_TIMEOUT, #RIDGE_NO_RESPONSE, #RIDGE_DEVICE_FAILURE,
+ *         #RIDGE_UNEXPECTED_RESPONSE, #RIDGE_UNEXPECTED_FAILURE
+ * @return #RIDGE_SUCCESS
+ */
+RIDGE_API int32_t ridgeSettingsSet(ridgeDeviceContext* context,
+                                   const ridgeDeviceSettings* settings);
+
+/* ---------------------------------------------------------------- Captures ---------------------
+ */
+
+/**
+ * Starts a capture and returns. The image, or the failure, arrives through the callbacks:
+ *
+ * - captureCallback: the image; the capture is over.
+ * - errorCallback: the failure; the capture is over. #RIDGE_TIMEOUT with "Capture timeout" means
+ *   that no finger came; #RIDGE_UNEXPECTED_RESPONSE with "Timeout waiting for capture data" that
+ *   the scanner said nothing of the kind for 3 seconds more; #RIDGE_SERIAL_PORT_ERROR that the
+ *   port failed, which leaves the context not connected.
+ * - eventCallback: any number of times before these.
+ * - A capture that is stopped with ridgeStopCapture() calls nothing.
+ *
+ * A capture still counts as running for an instant after its last callback has returned. To start
+ * the next one, call ridgeStopCapture() first: it waits for that instant and no longer.
+ *
+ * Does not block.
+ *
+ * @param context      the context
+ * @param parameters   what to capture; copied
+ * @param block        NULL, or exactly 256 bytes that are handed to the scanner; copied
+ * @param callbacks    where to report to; copied
+ * @param userContext  handed to every callback unchanged; may be NULL
+ * @return #RIDGE_NULL_ARGUMENT      context is NULL; or parameters is ("Capture parameters cannot
+ *                                   be NULL.")
+ * @return #RIDGE_INVALID_ARGUMENT   fingerPosition is above 10; then: captureTimeout is above 30000
+ * @return #RIDGE_NULL_ARGUMENT      callbacks is NULL ("Capture callbacks cannot be NULL.")
+ * @return #RIDGE_INVALID_ARGUMENT   errorCallback is NULL; then: captureCallback is NULL
+ * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed
+ * @return #RIDGE_NOT_CONNECTED      "Not connected."
+ * @return #RIDGE_CAPTURE_ACTIVE     a capture or stream runs, and goes on undisturbed
+ * @return #RIDGE_PROTOCOL_ERROR     another operation runs
+ * @return #RIDGE_UNEXPECTED_FAILURE the worker cannot be started
+ * @return #RIDGE_SUCCESS            the capture runs
+ */
+RIDGE_API int32_t ridgeStartCapture(ridgeDeviceContext* context,
+                                    const ridgeCaptureParameters* parameters, const uint8_t* block,
+                                    const ridgeCaptureCallbacks* callbacks, void* userContext);
+
+/**
+ * Starts a host-assisted capture and returns. The scanner shows one image after the other through
+ * captureCallback and waits for the host's verdict on each, which is given with
+ * ridgeHostAssistedCaptureSetResult(). A rejected image is followed by another; after an accepted
+ * one captureCallback brings the final capture, with extra value and trailer, and the capture is
+ * over. There is no time-out: the capture runs until an image is accepted, it fails, or
+ * ridgeStopCapture() ends it. eventCallback is not called.
+ *
+ * Does not block. Parameters and status codes are those of ridgeStartCapture(), in the same order;
+ * captureTimeout is checked though it is not used. A captureOption of 0 is refused by the worker
+ * (errorCallback, #RIDGE_PROTOCOL_ERROR, "Failed to start host assisted capture (1).").
+ */
+RIDGE_API int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
+                                                const ridgeCaptureParameters* parameters,
+                                                const uint8_t* block,
+                                                const ridgeCaptureCallbacks* callbacks,
+                                                void* userContext);
+
+/**
+ * Gives the host's verdict on the image that a host-assisted capture showed last. A verdict that is
+ * given before the image has arrived does not count; one that is given from inside captureCallback
+ * does. Without a session the call does nothing.
+ *
+ * Any thread, callbacks included; takes a short lock only.
+ *
+ * @param context  the context; NULL is ignored
+ * @param result   0 rejects the image; any other value accepts it, except 2, which leaves the
+ *                 verdict open
+ */
+RIDGE_API void ridgeHostAssistedCaptureSetResult(ridgeDeviceContext* context, uint8_t result);
+
+/**
+ * Starts a stream of images and returns. captureCallback brings each image, without extra value and
+ * trailer, until ridgeStopCapture() ends the stream or it fails. eventCallback is not called.
+ *
+ * Does not block.
+ *
+ * @param context      the context
+ * @param block        NULL, or exactly 256 bytes that are handed to the scanner; copied
+ * @param callbacks    where to report to; copied
+ * @param userContext  handed to every callback unchanged; may be NULL
+ * @return #RIDGE_NULL_ARGUMENT      context is NULL; or callbacks is ("Capture callbacks cannot be
+ *                                   NULL.")
+ * @return #RIDGE_INVALID_ARGUMENT   errorCallback is NULL; then: captureCallback is NULL
+ * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed
+ * @return #RIDGE_NOT_CONNECTED      "Not connected."
+ * @return #RIDGE_CAPTURE_ACTIVE     a capture or stream runs, and goes on undisturbed
+ * @return #RIDGE_PROTOCOL_ERROR     another operation runs
+ * @return #RIDGE_UNEXPECTED_FAILURE the worker cannot be started
+ * @return #RIDGE_SUCCESS            the stream runs
+ */
+RIDGE_API int32_t ridgeStartStream(ridgeDeviceContext* context, const uint8_t* block,
+                                   const ridgeCaptureCallbacks* callbacks, void* userContext);
+
+/**
+ * Stops a running capture, host-assisted capture or stream and waits for its end; with nothing
+ * running it returns at once. No callback is called any more after it has returned. Clears the
+ * last failure's text.
+ *
+ * Blocks until the worker has ended: after its current command and callback it takes one waiting
+ * packet from the line, if an image was under way, and tells the scanner to stop; with a silent
+ * scanner, up to 3 seconds for each. A stop that the scanner does not confirm is reported through
+ * errorCallback before this function returns. Must not be called from a callback.
+ *
+ * @param context  the context; NULL is ignored
+ */
+RIDGE_API void ridgeStopCapture(ridgeDeviceContext* context);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

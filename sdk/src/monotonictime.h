@@ -1,0 +1,10 @@
+#pragma once
+
+#include <chrono>
+
+namespace ridge {
+
+/// Time that only runs forward, from an arbitrary origin.
+std::chrono::nanoseconds monotonicTime();
+
+} // namespace ridge

@@ -1,0 +1,165 @@
+#include "ridgedevice.h"
+
+#include "loadedmodule.h"
+#include "logmessage.h"
+#include "ridgeexception.h"
+#include "statuscode.h"
+
+#include <utility>
+
+namespace ridge {
+
+RidgeDevice::RidgeDevice(const std::string& portName, Factory<std::string>& factory)
+    : workerDone(std::make_shared<std::condition_variable>()) {
+    try {
+        packetHandler = factory.createPacketHandler(portName, *this);
+        commands = factory.createCommands(packetHandler.get());
+        deviceInfo = commands->getDeviceInfo();
+        settings = commands->getDeviceSettings();
+    } catch (...) {
+        // The port reports its failures to this object: it must close before the members go.
+        commands.reset();
+        packetHandler.reset();
+        throw;
+    }
+}
+
+RidgeDevice::~RidgeDevice() {
+    disconnect(true);
+}
+
+void RidgeDevice::disconnect(bool stopWorker) {
+    if (stopWorker) {
+        stopAndWait();
+    }
+    const std::lock_guard lock(stateMutex);
+    commands.reset();
+    packetHandler.reset();
+}
+
+bool RidgeDevice::isConnected() const {
+    const std::lock_guard lock(stateMutex);
+    return packetHandler != nullptr;
+}
+
+bool RidgeDevice::isCaptureActive() const {
+    const std::lock_guard lock(stateMutex);
+    return worker != nullptr && workerKind == WorkerKind::stoppable;
+}
+
+const DeviceInfo& RidgeDevice::getDeviceInfo() const {
+    static const DeviceInfo released;
+    return isConnected() ? deviceInfo : released;
+}
+
+const DeviceSettings& RidgeDevice::getSettings() const {
+    return settings;
+}
+
+void RidgeDevice::checkReady() const {
+    if (!isConnected()) {
+        throw RIDGE_EXCEPTION(status::notConnected, "Device is not connected!");
+    }
+    {
+        const std::lock_guard lock(stateMutex);
+        if (worker) {
+            throw RIDGE_EXCEPTION(status::protocol,
+                                  "Invalid state - command execution or capture is active!");
+        }
+    }
+    if (hasSerialError()) {
+        throw RIDGE_EXCEPTION(status::serialPort, "Serial port error detected. %s",
+                              getSerialError().c_str());
+    }
+}
+
+bool RidgeDevice::hasSerialError() const {
+    const std::lock_guard lock(errorMutex);
+    return !serialError.empty();
+}
+
+std::string RidgeDevice::getSerialError() const {
+    const std::lock_guard lock(errorMutex);
+    return serialError;
+}
+
+void RidgeDevice::onSerialPortError(const std::string& text) {
+    RIDGE_LOG(logError, "Serial port error detected. %s", text.c_str());
+    const std::lock_guard lock(errorMutex);
+    serialError = text;
+}
+
+void RidgeDevice::setSettings(std::uint8_t rotation, bool option) {
+    const std::uint32_t optionFlag = option ? DeviceSettings::optionFlag : 0;
+    checkReady();
+    commands->setSettings({rotation, optionFlag | (settings.flags & DeviceSettings::deviceFlag)});
+}
+
+void RidgeDevice::setHostAssistedCaptureResult(std::uint8_t verdict) {
+    const std::lock_guard lock(stateMutex);
+    hacVerdict = verdict;
+}
+
+void RidgeDevice::stopCapture() {
+    stopAndWait();
+}
+
+void RidgeDevice::stopAndWait() {
+    std::unique_lock lock(stateMutex);
+    if (worker && workerKind == WorkerKind::stoppable) {
+        stopRequested = true;
+        workerDone->wait(lock, [this] { return !worker; });
+    }
+}
+
+void RidgeDevice::startWorker(WorkerKind kind, const char* name, BaseListener& listener,
+                              std::function<void()> body) {
+    keepModuleLoaded();
+    stopRequested = false;
+    // Held until the thread is stored: a short worker must not clear its slot before.
+    const std::lock_guard lock(stateMutex);
+    worker = std::make_unique<std::thread>(
+        [this, name, &listener, body = std::move(body), done = workerDone] {
+            runWorker(name, listener, body, done);
+        });
+    workerKind = kind;
+}
+
+void RidgeDevice::runWorker(const char* name, BaseListener& listener,
+                            const std::function<void()>& body,
+                            const std::shared_ptr<std::condition_variable>& done) noexcept {
+    RIDGE_LOG(logInformation, "%s thread active", name);
+    try {
+        runReporting(name, listener, body);
+    } catch (...) {
+        RIDGE_LOG(logError, "%s error could not be reported", name);
+    }
+    RIDGE_LOG(logInformation, "%s thread completed", name);
+    {
+        const std::lock_guard lock(stateMutex);
+        worker->detach();
+        worker.reset();
+        workerKind = WorkerKind::none;
+    }
+    // The session may be gone from here on.
+    done->notify_all();
+}
+
+void RidgeDevice::runReporting(const char* name, BaseListener& listener,
+                               const std::function<void()>& body) {
+    try {
+        body();
+    } catch (const RidgeException& failure) {
+        RIDGE_LOG(logError, "%s error %d/%s", name, static_cast<int>(failure.code()),
+                  failure.what());
+        listener.onError(failure.code(), failure.what());
+    } catch (const std::exception& failure) {
+        RIDGE_LOG(logError, "%s error %s", name, failure.what());
+        listener.onError(status::unexpected, failure.what());
+    } catch (...) {
+        RIDGE_LOG(logError, "Unknown %s error", name);
+        listener.onError(status::unexpected, "Unknown command error");
+    }
+}
+
+} // namespace ridge

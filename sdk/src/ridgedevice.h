@@ -1,0 +1,136 @@
+#pragma once
+
+#include "capturelistener.h"
+#include "deviceinfo.h"
+#include "factory.h"
+#include "packethandler.h"
+#include "ridgecommands.h"
+#include "serialport.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace ridge {
+
+class BlockAssembler;
+
+/// One open session with one scanner. It runs one thing at a time: a command on the caller's
+/// thread, or a long operation on a worker thread of its own, which reports through a listener.
+///
+/// Listeners are borrowed and must outlive the worker that uses them.
+class RidgeDevice final : public SerialPortErrorListener {
+public:
+    /// Opens the port and reads the scanner's information and settings. Throws what the factory or
+    /// the commands throw; nothing stays open then. The factory is not kept.
+    RidgeDevice(const std::string& portName, Factory<std::string>& factory);
+    /// Waits for a running capture or stream and closes the port.
+    ~RidgeDevice() override;
+
+    RidgeDevice(const RidgeDevice&) = delete;
+    RidgeDevice& operator=(const RidgeDevice&) = delete;
+
+    /// Closes the port; the session stays, not connected. `stopWorker` first stops a capture or
+    /// stream and waits for its end; without it the caller is the worker.
+    void disconnect(bool stopWorker);
+
+    [[nodiscard]] bool isConnected() const;
+    /// A capture, host-assisted capture or stream is running.
+    [[nodiscard]] bool isCaptureActive() const;
+
+    /// As read when the session opened, without device traffic; an empty record once released. A
+    /// record that was returned keeps its texts for the session's life, released or not.
+    [[nodiscard]] const DeviceInfo& getDeviceInfo() const;
+    /// As read when the session opened; setting them does not change it.
+    [[nodiscard]] const DeviceSettings& getSettings() const;
+
+    /// Throws unless a command may run now: 11 not connected, 6 a worker exists, 5 the port failed.
+    void checkReady() const;
+
+    [[nodiscard]] bool hasSerialError() const;
+    [[nodiscard]] std::string getSerialError() const;
+
+    /// Writes the settings. The scanner's own flag is carried along.
+    void setSettings(std::uint8_t rotation, bool option);
+
+    /// Each starts a worker and returns. `block` points at 256 bytes, or is null.
+    void startCapture(std::uint8_t mode, std::uint32_t timeoutMs, std::uint32_t parameter,
+                      const std::uint8_t* block, CaptureListener& listener);
+    void startHostAssistedCapture(std::uint8_t mode, std::uint32_t parameter,
+                                  const std::uint8_t* block, CaptureListener& listener);
+    void startStream(const std::uint8_t* block, CaptureListener& listener);
+
+    /// The host's verdict on the last image of a host-assisted capture: 0 rejects it, any other
+    /// value but 2 accepts it; 2 means that the verdict is still awaited.
+    void setHostAssistedCaptureResult(std::uint8_t verdict);
+
+    /// Stops a capture or stream and waits for its end; not from inside a listener's call, which
+    /// would wait for itself. Any other worker goes on.
+    void stopCapture();
+
+private:
+    /// No verdict has been given yet.
+    static constexpr std::uint8_t awaitedVerdict = 2;
+
+    enum class WorkerKind : std::uint32_t { stoppable = 0, csr = 1, none = 2 };
+
+    /// When a capture began and how long the scanner may take.
+    struct CaptureTimer {
+        std::chrono::nanoseconds start;
+        std::uint32_t timeoutMs;
+    };
+
+    void onSerialPortError(const std::string& text) override;
+
+    void stopAndWait();
+
+    void startWorker(WorkerKind kind, const char* name, BaseListener& listener,
+                     std::function<void()> body);
+    void runWorker(const char* name, BaseListener& listener, const std::function<void()>& body,
+                   const std::shared_ptr<std::condition_variable>& done) noexcept;
+    static void runReporting(const char* name, BaseListener& listener,
+                             const std::function<void()>& body);
+
+    void captureLoop(std::uint8_t mode, std::uint32_t timeoutMs, std::uint32_t parameter,
+                     const std::vector<std::uint8_t>& block, CaptureListener& listener);
+    void streamLoop(bool hostAssisted, std::uint8_t mode, std::uint32_t parameter,
+                    const std::vector<std::uint8_t>& block, CaptureListener& listener);
+    bool pollCaptureData(BlockAssembler& captured, const CaptureTimer* timer,
+                         CaptureListener& listener);
+    bool pollStreamData(BlockAssembler& streamed, bool hostAssisted, CaptureListener& listener);
+    void deliverStreamImage(const std::vector<std::uint8_t>& block, bool hostAssisted,
+                            CaptureListener& listener);
+    void endCapture(bool blockUnderWay);
+    void exitOnSerialError(CaptureListener& listener);
+    [[nodiscard]] std::uint32_t hostVerdict() const;
+
+    /// Its presence is what "connected" means.
+    std::unique_ptr<PacketHandler> packetHandler;
+    std::unique_ptr<RidgeCommands> commands;
+    DeviceInfo deviceInfo;
+    DeviceSettings settings;
+    std::atomic<bool> stopRequested{false};
+    /// Guards `packetHandler`, `commands`, `worker`, `workerKind` and `hacVerdict`. Never held
+    /// across a command.
+    mutable std::mutex stateMutex;
+    /// Guards `serialError`. Never held together with `stateMutex`.
+    mutable std::mutex errorMutex;
+    /// The last failure of the port; empty means none.
+    std::string serialError;
+    std::uint32_t hacVerdict = awaitedVerdict;
+    CaptureMask hacMask{};
+    std::unique_ptr<std::thread> worker;
+    /// Notified when a worker has ended. The worker shares it: whoever waits may destroy the
+    /// session before the notification has returned.
+    std::shared_ptr<std::condition_variable> workerDone;
+    WorkerKind workerKind = WorkerKind::none;
+};
+
+} // namespace ridge
