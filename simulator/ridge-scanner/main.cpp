@@ -1,0 +1,88 @@
+#include "commandreport.h"
+#include "driverservice.h"
+#include "mailbox.h"
+#include "options.h"
+#include "ridgeexception.h"
+#include "scannerloop.h"
+#include "scannermodel.h"
+#include "serialline.h"
+#include "virtualport.h"
+
+#include <windows.h>
+
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace {
+
+using namespace ridge;
+using namespace ridge::simulator;
+
+Mailbox mailbox;
+
+BOOL WINAPI endOnInterruption(DWORD) {
+    mailbox.end();
+    return TRUE;
+}
+
+/// Ends the scanner with its standard input, so that whoever started it need not find it again.
+/// The thread goes with the process.
+void watchInput() {
+    std::thread([] {
+        std::string line;
+        while (std::getline(std::cin, line)) {
+        }
+        mailbox.end();
+    }).detach();
+}
+
+void run(const ScannerOptions& options) {
+    std::unique_ptr<VirtualPort> virtualPort;
+    std::string lineName = options.port;
+    std::string hostName = options.port;
+    if (options.virtualPort != 0) {
+        startDriver(driverFileBesideProgram());
+        virtualPort = std::make_unique<VirtualPort>(options.virtualPort);
+        lineName = virtualPort->lineName();
+        hostName = "COM" + std::to_string(options.virtualPort);
+    }
+    ScannerModel model(options.config);
+    CommandReport report(model, std::cout, options.verbose);
+    model.setTrace([&report](Direction direction, const Packet& packet) {
+        report.onPacket(direction, packet);
+    });
+    SerialLine line(lineName, mailbox);
+    ScannerLoop loop(model, mailbox, options.baud, [&line](std::span<const std::uint8_t> bytes) {
+        try {
+            line.write(bytes);
+        } catch (const RidgeException& failure) {
+            // A host that does not read loses what the line cannot hold, as with a real one.
+            std::cerr << "ridge-scanner: " << failure.what() << std::endl;
+        }
+    });
+    SetConsoleCtrlHandler(endOnInterruption, TRUE);
+    if (options.endWithInput) {
+        watchInput();
+    }
+    std::cout << "ready on " << hostName << std::endl;
+    loop.run();
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    try {
+        const ParsedOptions parsed = parseOptions(argumentCount, arguments);
+        if (!parsed.options) {
+            return parsed.exitStatus;
+        }
+        run(*parsed.options);
+        return 0;
+    } catch (const std::exception& failure) {
+        std::cerr << "ridge-scanner: " << failure.what() << std::endl;
+        return 2;
+    }
+}

@@ -1,0 +1,134 @@
+#include "options.h"
+
+#include "faults.h"
+#include "imagefile.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+
+namespace ridge::simulator {
+namespace {
+
+const std::map<std::string, FingerprintPattern> patterns{{"arch", FingerprintPattern::arch},
+                                                         {"loop", FingerprintPattern::loop},
+                                                         {"whorl", FingerprintPattern::whorl}};
+
+std::string faultHelp() {
+    std::ostringstream text;
+    text << "Faults: TARGET[/data|/block][#N]: FAULT[:ARGUMENTS] [once|always]\n"
+            "  TARGET is a command's name, its code such as 0x11, or any. #N is the first\n"
+            "  occurrence that is struck. For example:\n"
+            "    --fault \"GET CAPTURE DATA/data#2: wrong-checksum once\"\n";
+    for (const FaultName& fault : faultNames()) {
+        text << "  " << fault.name << fault.arguments << "\n      " << fault.description << '\n';
+    }
+    return text.str();
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    if (!file) {
+        throw std::runtime_error("reading " + path + " failed");
+    }
+    return content.str();
+}
+
+/// "COM7" or "7".
+std::uint32_t portNumber(std::string text) {
+    if (text.rfind("COM", 0) == 0) {
+        text.erase(0, 3);
+    }
+    constexpr std::uint32_t highest = 255;
+    std::uint32_t number = 0;
+    if (!CLI::detail::lexical_cast(text, number) || number < 1 || number > highest) {
+        throw CLI::ValidationError("--virtual", "takes COM1 to COM255");
+    }
+    return number;
+}
+
+std::optional<Time> fingerDelay(const std::string& text) {
+    if (text == "never") {
+        return std::nullopt;
+    }
+    std::uint32_t milliseconds = 0;
+    if (!CLI::detail::lexical_cast(text, milliseconds)) {
+        throw CLI::ValidationError("--finger-delay", "takes milliseconds or never");
+    }
+    return std::chrono::milliseconds(milliseconds);
+}
+
+} // namespace
+
+ParsedOptions parseOptions(int argumentCount, const char* const* arguments) {
+    ScannerOptions options;
+    std::string virtualPort;
+    std::string delay;
+    std::string pattern;
+    std::vector<std::string> images;
+    std::vector<std::string> faults;
+    std::string script;
+
+    CLI::App app("A simulated ridge fingerprint scanner at the far end of a serial line.",
+                 "ridge-scanner");
+    app.footer(faultHelp());
+    auto* line = app.add_option_group("line", "Where the scanner is attached")->require_option(1);
+    line->add_option(
+        "--virtual", virtualPort,
+        "Create a virtual COM port for the host, such as COM7 (needs the port driver)");
+    line->add_option("--port", options.port,
+                     "Sit at a COM port, such as one end of a null-modem pair");
+    app.add_option("--baud", options.baud, "Pace of the line; 0 means without delay")
+        ->capture_default_str();
+    app.add_option("--seed", options.config.firstFinger.seed,
+                   "The first finger; each capture "
+                   "shows the next")
+        ->capture_default_str();
+    app.add_option("--pattern", pattern, "Kind of the fingers; without it a mixture")
+        ->check(CLI::IsMember(patterns));
+    app.add_option("--image", images,
+                   "Picture to deliver instead of a synthetic finger; may be "
+                   "given several times");
+    app.add_option("--finger-delay", delay,
+                   "Milliseconds until a finger lies on the sensor, or never");
+    app.add_option("--early-lifts", options.config.finger.earlyLifts,
+                   "How often the finger is lifted again too early")
+        ->capture_default_str();
+    app.add_option("--fault", faults, "A fault, see below; may be given several times");
+    app.add_option("--script", script, "File with a fault per line")->check(CLI::ExistingFile);
+    app.add_flag("--end-with-input", options.endWithInput, "End when the standard input ends");
+    app.add_flag("--verbose", options.verbose, "Report every answer");
+
+    try {
+        app.parse(argumentCount, arguments);
+        if (!virtualPort.empty()) {
+            options.virtualPort = portNumber(virtualPort);
+        }
+        if (!delay.empty()) {
+            options.config.finger.delay = fingerDelay(delay);
+        }
+        if (!pattern.empty()) {
+            options.config.firstFinger.pattern = patterns.at(pattern);
+        }
+        for (const std::string& image : images) {
+            options.config.images.push_back(readImageFile(image));
+        }
+        if (!script.empty()) {
+            options.config.faults = parseFaultScript(readFile(script));
+        }
+        for (const std::string& fault : faults) {
+            options.config.faults.push_back(parseFault(fault));
+        }
+    } catch (const CLI::ParseError& error) {
+        return {std::nullopt, app.exit(error)};
+    }
+    return {options, 0};
+}
+
+} // namespace ridge::simulator

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "linepacer.h"
+#include "mailbox.h"
+#include "scannermodel.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <span>
+
+namespace ridge::simulator {
+
+/// Runs a scanner at the pace of its line: bytes from the mailbox reach the model, and the model's
+/// bytes the line, when a real line would have carried them.
+class ScannerLoop {
+public:
+    using Write = std::function<void(std::span<const std::uint8_t>)>;
+
+    /// Baud 0 is a line without delay.
+    ScannerLoop(ScannerModel& model, Mailbox& mailbox, std::uint32_t baud, Write write);
+
+    /// Returns when the mailbox says that the scanner is to end.
+    void run();
+
+private:
+    /// Bytes under way in one direction.
+    struct Lane {
+        explicit Lane(std::uint32_t baud) : pacer(baud) {}
+
+        void put(std::span<const std::uint8_t> bytes, Time now);
+        /// What has crossed the line by now.
+        std::vector<std::uint8_t> take(Time now);
+
+        LinePacer pacer;
+        std::deque<std::uint8_t> bytes;
+    };
+
+    [[nodiscard]] std::optional<Time> nextDeadline() const;
+
+    ScannerModel& model;
+    Mailbox& mailbox;
+    Write write;
+    Lane fromHost;
+    Lane toHost;
+};
+
+} // namespace ridge::simulator

@@ -1,0 +1,22 @@
+#include "driverservice.h"
+#include "openresult.h"
+#include "pendingstatus.h"
+
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <iostream>
+
+int main(int argumentCount, char** arguments) {
+    testing::InitGoogleTest(&argumentCount, arguments);
+    try {
+        // Wine's faults are mended around the library, before it runs.
+        ridge::simulator::mendPendingStatus();
+        ridge::simulator::mendOpenResult();
+        ridge::simulator::startDriver(ridge::simulator::driverFileBesideProgram());
+    } catch (const std::exception& failure) {
+        std::cerr << "the virtual port driver does not start: " << failure.what() << '\n';
+        return 1;
+    }
+    return RUN_ALL_TESTS();
+}
