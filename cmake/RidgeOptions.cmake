@@ -43,13 +43,15 @@ endif()
 # Moves a program's or library's debug information into a file of its own beside it.
 function(ridge_split_debug_information target)
   if(MINGW)
+    # Both tools write the time into the header unless they are given one.
+    set(at_no_time ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0)
     add_custom_command(
       TARGET ${target}
       POST_BUILD
-      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}>
+      COMMAND ${at_no_time} ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}>
               $<TARGET_FILE:${target}>.debug
-      COMMAND ${CMAKE_STRIP} --strip-debug $<TARGET_FILE:${target}>
-      COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug
+      COMMAND ${at_no_time} ${CMAKE_STRIP} --strip-debug $<TARGET_FILE:${target}>
+      COMMAND ${at_no_time} ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug
               $<TARGET_FILE:${target}>
       VERBATIM)
   endif()

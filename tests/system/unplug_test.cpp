@@ -102,9 +102,9 @@ INSTANTIATE_TEST_SUITE_P(Unplug, UnplugWithError,
                                          std::pair{PortStatus::deviceNotConnected, 1167UL}));
 
 TEST_F(Unplug, DuringACapture_EndsItInOneOfThreeWays) {
-    connect({"--baud", "0", "--finger-delay", "never"});
+    connect({"--baud", "0", "--finger-delay", "never", "--verbose"});
     ASSERT_EQ(host->startCapture(anyFinger), RIDGE_SUCCESS) << host->lastError();
-    scanner->waitForReport("START CAPTURE");
+    scanner->waitForReport("GET CAPTURE DATA");
     scanner->port().unplug(PortStatus::operationAborted, PortStatus::deviceNotConnected);
     const ReceivedFailure failure = host->waitForFailures(1)[0];
     // The moment decides: while an answer is awaited, between two commands, or while writing.
