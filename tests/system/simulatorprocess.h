@@ -1,8 +1,7 @@
 #pragma once
 
-#include "mendedprocess.h"
+#include "childprocess.h"
 #include "portcontrol.h"
-#include "scopedhandle.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -10,7 +9,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace ridge::test {
@@ -20,8 +18,6 @@ class SimulatorProcess {
 public:
     /// Starts `ridge-scanner` with these further options and waits until it is ready.
     explicit SimulatorProcess(const std::vector<std::string>& options = {});
-    /// Ends it and waits for its end.
-    ~SimulatorProcess();
 
     SimulatorProcess(const SimulatorProcess&) = delete;
     SimulatorProcess& operator=(const SimulatorProcess&) = delete;
@@ -37,20 +33,15 @@ public:
     std::string waitForReport(const std::string& beginning);
 
 private:
-    void readReports();
+    void onReport(std::string report);
 
     std::uint32_t number;
-    simulator::ScopedHandle input;
-    simulator::ScopedHandle output;
-    std::unique_ptr<simulator::MendedProcess> process;
-    std::unique_ptr<simulator::PortControl> control;
-
-    /// Reads all the time, so that the scanner never waits for a test to listen.
-    std::thread reader;
     std::mutex mutex;
-    std::condition_variable changed;
+    std::condition_variable reported;
     std::deque<std::string> reports;
-    bool ended = false;
+    std::unique_ptr<simulator::PortControl> control;
+    /// Goes before the rest: its reader calls `onReport`.
+    ChildProcess process;
 };
 
 } // namespace ridge::test

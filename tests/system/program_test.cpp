@@ -1,0 +1,137 @@
+// The command-line program and the examples, as their users start them.
+
+#include "childprocess.h"
+#include "simulatorprocess.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace ridge::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder that goes with the test.
+class TemporaryFolder {
+public:
+    TemporaryFolder()
+        : path(fs::temp_directory_path() /
+               ("ridge-" + std::to_string(GetCurrentProcessId()) + "-" +
+                testing::UnitTest::GetInstance()->current_test_info()->name())) {
+        fs::create_directories(path);
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+    }
+
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    [[nodiscard]] std::string file(const std::string& name) const { return (path / name).string(); }
+
+private:
+    fs::path path;
+};
+
+bool isPng(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::array<char, 8> start{};
+    file.read(start.data(), start.size());
+    return file && std::string(start.data(), start.size()) == "\x89PNG\r\n\x1a\n";
+}
+
+TEST(RidgeProgram, Info_ShowsWhatTheScannerSays) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const ProgramResult result = runProgram("ridge.exe", {"info", "--port", scanner.portName()});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_NE(result.output.find("RS-000123"), std::string::npos) << result.output;
+}
+
+TEST(RidgeProgram, Capture_LeavesAPicture) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const TemporaryFolder folder;
+    const ProgramResult result = runProgram("ridge.exe", {"capture", "--port", scanner.portName(),
+                                                          "-o", folder.file("finger.png")});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_TRUE(isPng(folder.file("finger.png")));
+}
+
+TEST(RidgeProgram, CaptureWithoutFinger_EndsWithThreeAndLeavesNoFile) {
+    SimulatorProcess scanner({"--baud", "0", "--finger-delay", "never"});
+    const TemporaryFolder folder;
+    const ProgramResult result =
+        runProgram("ridge.exe", {"capture", "--port", scanner.portName(), "--timeout", "100", "-o",
+                                 folder.file("finger.png")});
+    EXPECT_EQ(result.exitStatus, 3UL) << result.output;
+    EXPECT_NE(result.output.find("Capture timeout"), std::string::npos) << result.output;
+    EXPECT_FALSE(fs::exists(folder.file("finger.png")));
+}
+
+TEST(RidgeProgram, HostAssistedCapture_LeavesAPicture) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const TemporaryFolder folder;
+    const ProgramResult result =
+        runProgram("ridge.exe", {"capture", "--host-assisted", "--port", scanner.portName(), "-o",
+                                 folder.file("finger.png")});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_TRUE(isPng(folder.file("finger.png")));
+}
+
+TEST(RidgeProgram, Stream_LeavesTheWantedNumberOfPictures) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const TemporaryFolder folder;
+    const ProgramResult result = runProgram("ridge.exe", {"stream", "--port", scanner.portName(),
+                                                          "--count", "3", "-o", folder.file("")});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_TRUE(isPng(folder.file("image-0001.png")));
+    EXPECT_TRUE(isPng(folder.file("image-0003.png")));
+    EXPECT_FALSE(fs::exists(folder.file("image-0004.png")));
+}
+
+TEST(RidgeProgram, SettingsThatAreWritten_AreShownFromANewConnection) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const ProgramResult result =
+        runProgram("ridge.exe", {"--json", "settings", "--port", scanner.portName(), "--rotation",
+                                 "2", "--option", "1"});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_NE(result.output.find("\"rotation\":2"), std::string::npos) << result.output;
+}
+
+TEST(RidgeProgram, LogLines_AreShownOnRequest) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const ProgramResult result =
+        runProgram("ridge.exe", {"--log", "info", "info", "--port", scanner.portName()});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_NE(result.output.find("Device port initialized"), std::string::npos) << result.output;
+}
+
+TEST(RidgeProgram, PortThatDoesNotExist_EndsWithTwo) {
+    const ProgramResult result = runProgram("ridge.exe", {"info", "--port", "COM199"});
+    EXPECT_EQ(result.exitStatus, 2UL) << result.output;
+}
+
+TEST(RidgeProgram, WrongOption_EndsWithOne) {
+    EXPECT_EQ(runProgram("ridge.exe", {"capture", "--no-such-option"}).exitStatus, 1UL);
+}
+
+TEST(Examples, Capture_PrintsTheImagesSize) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const ProgramResult result = runProgram("example-capture.exe", {scanner.portName()});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_EQ(result.output, "300 x 400 pixels, 120000 bytes\n");
+}
+
+TEST(RidgeScanner, WrongFault_EndsWithTwoAndSaysWhatIsWrong) {
+    const ProgramResult result =
+        runProgram("ridge-scanner.exe", {"--virtual", "COM19", "--fault", "PING: explode"});
+    EXPECT_EQ(result.exitStatus, 2UL);
+    EXPECT_NE(result.output.find("unknown fault \"explode\""), std::string::npos) << result.output;
+}
+
+} // namespace
+} // namespace ridge::test
