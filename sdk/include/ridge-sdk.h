@@ -161,9 +161,10 @@ typedef struct ridgeCaptureResult {
 /**
  * Called when a running operation fails.
  *
- * Thread: the worker. A capture or host-assisted capture calls it once, as its last call. A stream
+ * Thread: the worker. A capture calls it once, as its last call. A stream or host-assisted capture
  * calls it once more for each image that makes no sense (#RIDGE_MALFORMED_DATA, "Invalid capture
- * data") and goes on; any other failure ends the stream.
+ * data") and goes on; any other failure ends it. A host-assisted capture then awaits a verdict as
+ * if it had shown an image: reject it to get the next.
  *
  * @param status       one of #ridgeStatus, never 0
  * @param message      the failure's text, valid during the call

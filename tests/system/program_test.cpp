@@ -55,8 +55,8 @@ TEST(RidgeProgram, Info_ShowsWhatTheScannerSays) {
 TEST(RidgeProgram, Capture_LeavesAPicture) {
     SimulatorProcess scanner({"--baud", "0"});
     const TemporaryFolder folder;
-    const ProgramResult result = runProgram("ridge.exe", {"capture", "--port", scanner.portName(),
-                                                          "-o", folder.file("finger.png")});
+    const ProgramResult result = runProgram(
+        "ridge.exe", {"capture", "--port", scanner.portName(), "-o", folder.file("finger.png")});
     EXPECT_EQ(result.exitStatus, 0UL) << result.output;
     EXPECT_TRUE(isPng(folder.file("finger.png")));
 }
@@ -85,12 +85,13 @@ TEST(RidgeProgram, HostAssistedCapture_LeavesAPicture) {
 TEST(RidgeProgram, Stream_LeavesTheWantedNumberOfPictures) {
     SimulatorProcess scanner({"--baud", "0"});
     const TemporaryFolder folder;
-    const ProgramResult result = runProgram("ridge.exe", {"stream", "--port", scanner.portName(),
-                                                          "--count", "3", "-o", folder.file("")});
+    const ProgramResult result =
+        runProgram("ridge.exe", {"stream", "--port", scanner.portName(), "--count", "3", "-o",
+                                 folder.file("images")});
     EXPECT_EQ(result.exitStatus, 0UL) << result.output;
-    EXPECT_TRUE(isPng(folder.file("image-0001.png")));
-    EXPECT_TRUE(isPng(folder.file("image-0003.png")));
-    EXPECT_FALSE(fs::exists(folder.file("image-0004.png")));
+    EXPECT_TRUE(isPng(folder.file("images/image-0001.png")));
+    EXPECT_TRUE(isPng(folder.file("images/image-0003.png")));
+    EXPECT_FALSE(fs::exists(folder.file("images/image-0004.png")));
 }
 
 TEST(RidgeProgram, SettingsThatAreWritten_AreShownFromANewConnection) {

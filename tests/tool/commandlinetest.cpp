@@ -1,0 +1,215 @@
+#include "commandline.h"
+#include "commanderror.h"
+
+#include <gtest/gtest.h>
+
+namespace ridge::tool {
+namespace {
+
+template <typename Options>
+Options parsed(const std::vector<std::string>& arguments) {
+    return std::get<Options>(parseCommandLine(arguments).command);
+}
+
+/// The first line of the usage error that the arguments cause; empty when they cause none.
+std::string usageError(const std::vector<std::string>& arguments) {
+    try {
+        (void)parseCommandLine(arguments);
+    } catch (const UsageError& failure) {
+        const std::string text = failure.what();
+        return text.substr(0, text.find('\n'));
+    }
+    return "";
+}
+
+std::string helpText(const std::vector<std::string>& arguments) {
+    return parsed<HelpRequest>(arguments).text;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+} // namespace
+
+TEST(CommandLine, Info_TakesThePort) {
+    EXPECT_EQ(parsed<InfoOptions>({"info", "--port", "COM7"}).port, "COM7");
+    EXPECT_EQ(parsed<InfoOptions>({"info", "--port=\\\\.\\COM12"}).port, "\\\\.\\COM12");
+}
+
+TEST(CommandLine, Settings_WithoutValues_OnlyShows) {
+    const auto options = parsed<SettingsOptions>({"settings", "--port", "COM7"});
+    EXPECT_FALSE(options.rotation);
+    EXPECT_FALSE(options.option);
+}
+
+TEST(CommandLine, Settings_TakesEitherValue) {
+    const auto rotation =
+        parsed<SettingsOptions>({"settings", "--port", "COM7", "--rotation", "3"});
+    EXPECT_EQ(rotation.rotation, std::uint8_t{3});
+    EXPECT_FALSE(rotation.option);
+    const auto option = parsed<SettingsOptions>({"settings", "--port", "COM7", "--option", "0"});
+    EXPECT_FALSE(option.rotation);
+    EXPECT_EQ(option.option, std::uint8_t{0});
+}
+
+TEST(CommandLine, Capture_HasDefaults) {
+    const auto options = parsed<CaptureOptions>({"capture", "--port", "COM7", "-o", "finger.png"});
+    EXPECT_EQ(options.output, "finger.png");
+    EXPECT_EQ(options.finger, 0);
+    EXPECT_EQ(options.timeout, 10000U);
+    EXPECT_EQ(options.option, 1U);
+    EXPECT_FALSE(options.block);
+    EXPECT_FALSE(options.hostAssisted);
+    EXPECT_EQ(options.attempts, 10U);
+}
+
+TEST(CommandLine, Capture_TakesEveryOption) {
+    const auto options = parsed<CaptureOptions>(
+        {"capture", "--port", "COM7", "--output", "out/finger.png", "--finger", "10", "--timeout",
+         "30000", "--option", "4294967295", "--block", "block.bin"});
+    EXPECT_EQ(options.output, "out/finger.png");
+    EXPECT_EQ(options.finger, 10);
+    EXPECT_EQ(options.timeout, 30000U);
+    EXPECT_EQ(options.option, 0xFFFFFFFFU);
+    EXPECT_EQ(options.block, std::filesystem::path("block.bin"));
+}
+
+TEST(CommandLine, HostAssistedCapture_TakesAttempts) {
+    const auto options = parsed<CaptureOptions>(
+        {"capture", "--port", "COM7", "-o", "f.png", "--host-assisted", "--attempts", "3"});
+    EXPECT_TRUE(options.hostAssisted);
+    EXPECT_EQ(options.attempts, 3U);
+}
+
+TEST(CommandLine, Stream_TakesFolderCountAndBlock) {
+    const auto options = parsed<StreamOptions>(
+        {"stream", "--port", "COM7", "-o", "images", "--count", "12", "--block", "b"});
+    EXPECT_EQ(options.directory, "images");
+    EXPECT_EQ(options.count, 12U);
+    EXPECT_EQ(options.block, std::filesystem::path("b"));
+}
+
+TEST(CommandLine, GlobalOptions_MayStandBeforeAndAfterTheCommand) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--json", "--log", "debug", "info", "--port", "COM7"},
+          {"info", "--port", "COM7", "--json", "--log", "debug"}}) {
+        const CommandLine line = parseCommandLine(arguments);
+        EXPECT_TRUE(line.json);
+        EXPECT_EQ(line.logLevel, 'D');
+        EXPECT_TRUE(std::holds_alternative<InfoOptions>(line.command));
+    }
+}
+
+TEST(CommandLine, LogLevels_AreTheLibrarys) {
+    for (const auto& [name, level] :
+         {std::pair{"debug", 'D'}, {"info", 'I'}, {"warning", 'W'}, {"error", 'E'}}) {
+        EXPECT_EQ(parseCommandLine({"--log", name, "info", "--port", "COM7"}).logLevel, level);
+    }
+    EXPECT_FALSE(parseCommandLine({"info", "--port", "COM7"}).logLevel);
+    EXPECT_TRUE(contains(usageError({"--log", "loud", "info", "--port", "COM7"}), "--log"));
+}
+
+TEST(CommandLine, Version_NeedsNoCommand) {
+    EXPECT_TRUE(std::holds_alternative<VersionRequest>(parseCommandLine({"--version"}).command));
+    const CommandLine line = parseCommandLine({"--version", "--json"});
+    EXPECT_TRUE(std::holds_alternative<VersionRequest>(line.command));
+    EXPECT_TRUE(line.json);
+}
+
+TEST(CommandLine, Help_OfEveryCommand_ListsTheExitStatuses) {
+    EXPECT_TRUE(contains(helpText({"--help"}), "Usage: ridge [OPTIONS]"));
+    for (const std::string command : {"info", "settings", "capture", "stream"}) {
+        EXPECT_TRUE(contains(helpText({"--help"}), "\n  " + command));
+        const std::string text = helpText({command, "--help"});
+        EXPECT_TRUE(contains(text, "Usage: ridge " + command + " [OPTIONS]")) << text;
+        EXPECT_TRUE(contains(text, "--port"));
+        EXPECT_TRUE(contains(text, "Exit status:"));
+        EXPECT_TRUE(contains(text, "130  interrupted"));
+    }
+}
+
+TEST(CommandLine, NoCommand_IsAnError) {
+    EXPECT_EQ(usageError({}), "a command is missing");
+    EXPECT_EQ(usageError({"--json"}), "a command is missing");
+}
+
+TEST(CommandLine, TwoCommands_AreAnError) {
+    EXPECT_NE(usageError({"info", "--port", "COM7", "stream", "--port", "COM7", "-o", "d",
+                          "--count", "1"}),
+              "");
+}
+
+TEST(CommandLine, MissingRequiredOption_IsAnError) {
+    for (const std::string command : {"info", "settings", "capture", "stream"}) {
+        EXPECT_EQ(usageError({command}), "--port is required");
+    }
+    EXPECT_EQ(usageError({"capture", "--port", "COM7"}), "--output is required");
+    EXPECT_EQ(usageError({"stream", "--port", "COM7", "--count", "1"}), "--output is required");
+    EXPECT_EQ(usageError({"stream", "--port", "COM7", "-o", "d"}), "--count is required");
+}
+
+TEST(CommandLine, EmptyValues_AreErrors) {
+    EXPECT_NE(usageError({"info", "--port", ""}), "");
+    EXPECT_NE(usageError({"info", "--port"}), "");
+    EXPECT_NE(usageError({"capture", "--port", "COM7", "-o", ""}), "");
+    EXPECT_NE(usageError({"stream", "--port", "COM7", "--count", "1", "-o", ""}), "");
+    EXPECT_NE(usageError({"capture", "--port", "COM7", "-o", "f.png", "--block", ""}), "");
+}
+
+TEST(CommandLine, UnknownOptionOrCommand_IsNamed) {
+    EXPECT_TRUE(contains(usageError({"info", "--port", "COM7", "--colour"}), "--colour"));
+    EXPECT_TRUE(contains(usageError({"scan"}), "scan"));
+}
+
+TEST(CommandLine, ValuesOutOfRange_AreErrors) {
+    const std::vector<std::string> settings{"settings", "--port", "COM7"};
+    const std::vector<std::string> capture{"capture", "--port", "COM7", "-o", "f.png"};
+    const std::vector<std::string> hostAssisted{"capture", "--port", "COM7",
+                                                "-o",      "f.png",  "--host-assisted"};
+    const std::vector<std::string> stream{"stream", "--port", "COM7", "-o", "d"};
+    const auto with = [](std::vector<std::string> arguments, const std::string& option,
+                         const std::string& value) {
+        arguments.push_back(option);
+        arguments.push_back(value);
+        return usageError(arguments);
+    };
+    EXPECT_TRUE(contains(with(settings, "--rotation", "4"), "--rotation"));
+    EXPECT_TRUE(contains(with(settings, "--rotation", "-1"), "--rotation"));
+    EXPECT_TRUE(contains(with(settings, "--option", "2"), "--option"));
+    EXPECT_TRUE(contains(with(capture, "--finger", "11"), "--finger"));
+    EXPECT_TRUE(contains(with(capture, "--timeout", "30001"), "--timeout"));
+    EXPECT_TRUE(contains(with(capture, "--timeout", "soon"), "--timeout"));
+    EXPECT_TRUE(contains(with(capture, "--timeout", "-1"), "--timeout"));
+    EXPECT_TRUE(contains(with(capture, "--option", "4294967296"), "--option"));
+    EXPECT_TRUE(contains(with(capture, "--option", "-1"), "--option"));
+    EXPECT_TRUE(contains(with(hostAssisted, "--attempts", "0"), "--attempts"));
+    EXPECT_TRUE(contains(with(stream, "--count", "0"), "--count"));
+    EXPECT_TRUE(contains(with(stream, "--count", "10000"), "--count"));
+}
+
+TEST(CommandLine, OptionsThatDoNotGoTogether_AreErrors) {
+    const std::vector<std::string> base{"capture", "--port", "COM7", "-o", "f.png"};
+    const auto with = [&](const std::vector<std::string>& more) {
+        std::vector<std::string> arguments = base;
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return usageError(arguments);
+    };
+    EXPECT_NE(with({"--host-assisted", "--timeout", "1000"}), "");
+    EXPECT_NE(with({"--attempts", "3"}), "");
+    EXPECT_EQ(with({"--host-assisted", "--option", "0"}),
+              "a host-assisted capture does not accept --option 0");
+    EXPECT_EQ(with({"--option", "0"}), "");
+}
+
+TEST(CommandLine, UsageError_PointsToTheCommandsHelp) {
+    try {
+        (void)parseCommandLine({"capture", "--port", "COM7"});
+        FAIL();
+    } catch (const UsageError& failure) {
+        EXPECT_TRUE(contains(failure.what(), "\nTry 'ridge capture --help'."));
+        EXPECT_EQ(failure.exitStatus(), ExitStatus::usageError);
+    }
+}
+
+} // namespace ridge::tool

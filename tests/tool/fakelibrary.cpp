@@ -1,0 +1,214 @@
+#include "fakelibrary.h"
+
+#include <memory>
+
+namespace {
+
+ridge::test::FakeLibrary* library = nullptr;
+
+} // namespace
+
+struct ridgeDeviceContext {
+    bool connected = false;
+    std::string error;
+    ridgeDeviceSettings settings{};
+    std::unique_ptr<ridge::test::FakeWorker> worker;
+    std::thread thread;
+
+    void stop() {
+        if (worker) {
+            worker->stop();
+            thread.join();
+            worker.reset();
+        }
+    }
+};
+
+namespace ridge::test {
+namespace {
+
+std::int32_t result(ridgeDeviceContext& context, std::int32_t status) {
+    if (status != RIDGE_SUCCESS) {
+        context.error = library->errorText;
+    }
+    return status;
+}
+
+std::int32_t start(ridgeDeviceContext& context, const std::string& call, const std::uint8_t* block,
+                   const ridgeCaptureCallbacks& callbacks, void* userContext) {
+    library->calls.push_back(call);
+    if (block != nullptr) {
+        library->block.assign(block, block + 256);
+    }
+    if (library->startStatus == RIDGE_SUCCESS) {
+        context.worker = std::make_unique<FakeWorker>(callbacks, userContext);
+        context.thread = std::thread(library->operation, std::ref(*context.worker));
+    }
+    return result(context, library->startStatus);
+}
+
+} // namespace
+
+FakeWorker::FakeWorker(const ridgeCaptureCallbacks& operationCallbacks, void* context)
+    : callbacks(operationCallbacks), userContext(context) {}
+
+void FakeWorker::event(std::uint32_t elapsedMilliseconds) {
+    callbacks.eventCallback(userContext, elapsedMilliseconds);
+}
+
+void FakeWorker::image(std::uint32_t width, std::uint32_t height,
+                       const std::vector<std::uint8_t>& bytes) {
+    ridgeCaptureResult result{};
+    result.width = width;
+    result.height = height;
+    result.image = bytes.data();
+    result.imageSize = static_cast<std::uint32_t>(bytes.size());
+    callbacks.captureCallback(&result, userContext);
+}
+
+void FakeWorker::imageWithExtras(std::uint32_t width, std::uint32_t height,
+                                 const std::vector<std::uint8_t>& bytes) {
+    const std::vector<std::uint8_t> trailer{0x01, 0xAB};
+    ridgeCaptureResult result{};
+    result.width = width;
+    result.height = height;
+    result.image = bytes.data();
+    result.imageSize = static_cast<std::uint32_t>(bytes.size());
+    result.extraValue = 7;
+    result.trailerSize = 2;
+    result.trailer = trailer.data();
+    result.flagA = 1;
+    result.flagC = 1;
+    callbacks.captureCallback(&result, userContext);
+}
+
+void FakeWorker::error(std::int32_t status, const char* text) {
+    callbacks.errorCallback(status, text, userContext);
+}
+
+std::optional<bool> FakeWorker::verdict() {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return stopped || givenVerdict; });
+    if (stopped) {
+        return std::nullopt;
+    }
+    const bool accepted = *givenVerdict;
+    givenVerdict.reset();
+    return accepted;
+}
+
+void FakeWorker::waitForStop() {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return stopped; });
+}
+
+void FakeWorker::giveVerdict(bool accepted) {
+    {
+        const std::lock_guard lock(mutex);
+        givenVerdict = accepted;
+    }
+    changed.notify_all();
+}
+
+void FakeWorker::stop() {
+    {
+        const std::lock_guard lock(mutex);
+        stopped = true;
+    }
+    changed.notify_all();
+}
+
+FakeLibrary::FakeLibrary() {
+    library = this;
+}
+
+FakeLibrary::~FakeLibrary() {
+    library = nullptr;
+}
+
+} // namespace ridge::test
+
+using ridge::test::result;
+using ridge::test::start;
+
+const char* ridgeGetSdkVersion() {
+    return "9.8.7";
+}
+
+std::int32_t ridgeSetLogger(std::int32_t level, ridgeLogCallback callback, void* userContext) {
+    library->logLevel = level;
+    callback(level, "[a line of the log]", userContext);
+    return RIDGE_SUCCESS;
+}
+
+ridgeDeviceContext* ridgeCreateDeviceContext() {
+    return new ridgeDeviceContext;
+}
+
+void ridgeFreeDeviceContext(ridgeDeviceContext* context) {
+    context->stop();
+    library->calls.emplace_back("free");
+    delete context;
+}
+
+const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* context) {
+    return context->error.c_str();
+}
+
+std::int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context) {
+    library->calls.push_back(std::string("connect ") + comPort);
+    if (library->onConnect) {
+        library->onConnect();
+    }
+    context->connected = library->connectStatus == RIDGE_SUCCESS;
+    context->settings = library->settings;
+    return result(*context, library->connectStatus);
+}
+
+std::int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* info) {
+    *info = library->info;
+    return context->connected ? RIDGE_SUCCESS : RIDGE_NOT_CONNECTED;
+}
+
+std::int32_t ridgeSettingsGet(ridgeDeviceContext* context, ridgeDeviceSettings* settings) {
+    *settings = context->settings;
+    return context->connected ? RIDGE_SUCCESS : RIDGE_NOT_CONNECTED;
+}
+
+std::int32_t ridgeSettingsSet(ridgeDeviceContext* context, const ridgeDeviceSettings* settings) {
+    library->calls.emplace_back("write settings");
+    library->settings = *settings;
+    return result(*context, library->settingsStatus);
+}
+
+std::int32_t ridgeStartCapture(ridgeDeviceContext* context,
+                               const ridgeCaptureParameters* parameters, const std::uint8_t* block,
+                               const ridgeCaptureCallbacks* callbacks, void* userContext) {
+    library->parameters = *parameters;
+    return start(*context, "capture", block, *callbacks, userContext);
+}
+
+std::int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
+                                           const ridgeCaptureParameters* parameters,
+                                           const std::uint8_t* block,
+                                           const ridgeCaptureCallbacks* callbacks,
+                                           void* userContext) {
+    library->parameters = *parameters;
+    return start(*context, "host-assisted capture", block, *callbacks, userContext);
+}
+
+void ridgeHostAssistedCaptureSetResult(ridgeDeviceContext* context, std::uint8_t result) {
+    library->calls.emplace_back(result == 0 ? "reject" : "accept");
+    context->worker->giveVerdict(result != 0);
+}
+
+std::int32_t ridgeStartStream(ridgeDeviceContext* context, const std::uint8_t* block,
+                              const ridgeCaptureCallbacks* callbacks, void* userContext) {
+    return start(*context, "stream", block, *callbacks, userContext);
+}
+
+void ridgeStopCapture(ridgeDeviceContext* context) {
+    library->calls.emplace_back("stop");
+    library->stoppingThreads.push_back(std::this_thread::get_id());
+    context->stop();
+}

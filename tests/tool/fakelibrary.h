@@ -1,0 +1,75 @@
+#pragma once
+
+#include <ridge-sdk.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace ridge::test {
+
+/// What a running operation of the fake library does, on a thread of its own as the library does.
+class FakeWorker {
+public:
+    FakeWorker(const ridgeCaptureCallbacks& callbacks, void* userContext);
+
+    void event(std::uint32_t elapsedMilliseconds);
+    void image(std::uint32_t width, std::uint32_t height, const std::vector<std::uint8_t>& bytes);
+    /// An image with extra value 7, trailer 01 AB and the flags A and C.
+    void imageWithExtras(std::uint32_t width, std::uint32_t height,
+                         const std::vector<std::uint8_t>& bytes);
+    void error(std::int32_t status, const char* text);
+    /// Waits for the host's verdict on the last image; nothing when the operation is stopped.
+    std::optional<bool> verdict();
+    void waitForStop();
+
+    void giveVerdict(bool accepted);
+    void stop();
+
+private:
+    ridgeCaptureCallbacks callbacks;
+    void* userContext;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::optional<bool> givenVerdict;
+    bool stopped = false;
+};
+
+/// Takes the library's place at link time. One at a time; its members may be set before the
+/// program runs and read afterwards.
+class FakeLibrary {
+public:
+    FakeLibrary();
+    ~FakeLibrary();
+
+    FakeLibrary(const FakeLibrary&) = delete;
+    FakeLibrary& operator=(const FakeLibrary&) = delete;
+
+    std::int32_t connectStatus = RIDGE_SUCCESS;
+    std::int32_t startStatus = RIDGE_SUCCESS;
+    std::int32_t settingsStatus = RIDGE_SUCCESS;
+    /// Belongs to whichever of the statuses above is a failure.
+    std::string errorText;
+    /// Runs inside each connect.
+    std::function<void()> onConnect;
+    ridgeDeviceInfo info{"one", "two", "three", "six", "five", "four", "seven", 11, 12, 0x05};
+    /// What the scanner holds.
+    ridgeDeviceSettings settings{2, 0};
+    /// What an operation does once it has been started.
+    std::function<void(FakeWorker&)> operation;
+
+    /// The calls in order, such as "connect COM7".
+    std::vector<std::string> calls;
+    ridgeCaptureParameters parameters{};
+    std::vector<std::uint8_t> block;
+    std::int32_t logLevel = 0;
+    /// The threads on which operations were stopped.
+    std::vector<std::thread::id> stoppingThreads;
+};
+
+} // namespace ridge::test

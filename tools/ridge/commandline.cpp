@@ -1,0 +1,292 @@
+#include "commandline.h"
+
+#include "commanderror.h"
+#include "contrast.h"
+#include "utf8path.h"
+
+#include <CLI/CLI.hpp>
+
+#include <map>
+#include <utility>
+
+namespace ridge::tool {
+namespace {
+
+constexpr auto exitStatusHelp = "Exit status:\n"
+                                "  0    success\n"
+                                "  1    wrong option, or a file or folder that cannot be used;"
+                                " the scanner is left alone\n"
+                                "  2    the library or the scanner reported a failure\n"
+                                "  3    no image: no finger came, or no image was good enough\n"
+                                "  4    any other failure, such as an image of an unexpected size"
+                                " or a full disk\n"
+                                "  130  interrupted with Ctrl-C";
+
+constexpr auto helpFlagHelp = "Shows this help";
+
+constexpr auto globalOptionsHelp =
+    "Options of all commands (see ridge --help): --json, --log LEVEL\n\n";
+
+const std::map<std::string, std::int32_t>& logLevels() {
+    static const std::map<std::string, std::int32_t> levels{
+        {"debug", 'D'}, {"info", 'I'}, {"warning", 'W'}, {"error", 'E'}};
+    return levels;
+}
+
+/// The options as the parser stores them; names of files become paths afterwards.
+struct Arguments {
+    bool json = false;
+    bool version = false;
+    std::string logLevel;
+    InfoOptions info;
+    SettingsOptions settings;
+    CaptureOptions capture;
+    StreamOptions stream;
+    std::string captureOutput;
+    std::string streamDirectory;
+    std::string block;
+    int rotation = 0;
+    int option = 0;
+    int finger = 0;
+};
+
+std::string notEmpty(const std::string& text) {
+    return text.empty() ? "the value is empty" : "";
+}
+
+std::string withDefault(const std::string& name, std::uint32_t value) {
+    return name + " (default " + std::to_string(value) + ")";
+}
+
+void addPort(CLI::App& command, std::string& port) {
+    command
+        .add_option("--port", port,
+                    "The scanner's serial port, such as COM7, COM12 or \\\\.\\COM12")
+        ->option_text("COMn (required)")
+        ->required()
+        ->check(notEmpty);
+}
+
+void addBlock(CLI::App& command, std::string& block) {
+    command
+        .add_option("--block", block, "File of exactly 256 bytes that are handed to the scanner")
+        ->option_text("FILE")
+        ->check(notEmpty);
+}
+
+CLI::App& addCommand(CLI::App& program, const std::string& name, const std::string& description,
+                     const std::string& remarks = "") {
+    CLI::App& command = *program.add_subcommand(name, description)->group("Commands");
+    command.set_help_flag("-h,--help", helpFlagHelp);
+    command.footer(remarks + globalOptionsHelp + exitStatusHelp);
+    return command;
+}
+
+std::string hostAssistedHelp() {
+    return "In a host-assisted capture the scanner shows one image after the other, without a\n"
+           "time-out, and this program accepts the first with a good contrast: the darkest tenth "
+           "of\n"
+           "its pixels is at least " +
+           std::to_string(goodContrast) +
+           " of 256 grey levels below the brightest tenth. What is\n"
+           "stored is the final image that the scanner captures then.\n\n";
+}
+
+void addInfo(CLI::App& program, Arguments& arguments) {
+    CLI::App& command = addCommand(program, "info", "Shows what the scanner says about itself.");
+    addPort(command, arguments.info.port);
+}
+
+void addSettings(CLI::App& program, Arguments& arguments) {
+    CLI::App& command =
+        addCommand(program, "settings",
+                   "Shows the scanner's settings, or writes them: then a new connection\n"
+                   "reads and shows them.");
+    addPort(command, arguments.settings.port);
+    command.add_option("--rotation", arguments.rotation, "Rotation code of the images, 0 to 3")
+        ->option_text("N")
+        ->check(CLI::Range(0, 3));
+    command.add_option("--option", arguments.option, "The scanner's option: 0 off, 1 on")
+        ->option_text("0|1")
+        ->check(CLI::Range(0, 1));
+}
+
+void addCapture(CLI::App& program, Arguments& arguments) {
+    CaptureOptions& options = arguments.capture;
+    CLI::App& command =
+        addCommand(program, "capture",
+                   "Captures one image of a finger and stores it as a PNG file (8-bit grey).",
+                   hostAssistedHelp());
+    addPort(command, options.port);
+    command
+        .add_option("-o,--output", arguments.captureOutput,
+                    "The PNG file; missing folders are made, an older file is replaced")
+        ->option_text("FILE (required)")
+        ->check(notEmpty)
+        ->required();
+    command.add_option("--finger", arguments.finger, "Code of the finger's position, 0 to 10")
+        ->option_text(withDefault("N", options.finger))
+        ->check(CLI::Range(0, 10));
+    CLI::Option* timeout =
+        command
+            .add_option("--timeout", options.timeout,
+                        "How long the scanner waits for a finger, in milliseconds,\n"
+                        "at most 30000; a host-assisted capture has no time-out")
+            ->option_text(withDefault("MS", options.timeout))
+            ->check(CLI::Range(0, 30000));
+    command
+        .add_option("--option", options.option,
+                    "Options handed to the scanner as they are;\n"
+                    "a host-assisted capture does not accept 0")
+        ->option_text(withDefault("N", options.option));
+    addBlock(command, arguments.block);
+    CLI::Option* hostAssisted = command
+                                    .add_flag("--host-assisted", options.hostAssisted,
+                                              "This program judges the images, see below")
+                                    ->option_text(" ");
+    hostAssisted->excludes(timeout);
+    command
+        .add_option(
+            "--attempts", options.attempts,
+            "How many images a host-assisted capture rejects before it\ngives up, 1 to 1000")
+        ->option_text(withDefault("N", options.attempts))
+        ->check(CLI::Range(1, 1000))
+        ->needs(hostAssisted);
+}
+
+void addStream(CLI::App& program, Arguments& arguments) {
+    CLI::App& command = addCommand(
+        program, "stream",
+        "Streams images and stores them as PNG files (8-bit grey): image-0001.png\nand so on.");
+    addPort(command, arguments.stream.port);
+    command
+        .add_option("-o,--output", arguments.streamDirectory,
+                    "The folder of the files; made if missing, older files are replaced")
+        ->option_text("DIR (required)")
+        ->check(notEmpty)
+        ->required();
+    command.add_option("--count", arguments.stream.count, "How many images are stored, 1 to 9999")
+        ->option_text("N (required)")
+        ->required()
+        ->check(CLI::Range(1, 9999));
+    addBlock(command, arguments.block);
+}
+
+void setUp(CLI::App& program, Arguments& arguments) {
+    program.get_formatter()->column_width(34);
+    program.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    program.set_help_flag("-h,--help", helpFlagHelp);
+    program.fallthrough();
+    program.require_subcommand(0, 1);
+    program.footer(std::string("ridge COMMAND --help shows a command's options.\n\n") +
+                   exitStatusHelp);
+    program.add_flag("--version", arguments.version,
+                     "Shows the versions of this program and of the library");
+    program.add_flag("--json", arguments.json,
+                     "Writes the result, or the failure, to standard output as\n"
+                     "one JSON object");
+    program
+        .add_option("--log", arguments.logLevel,
+                    "Shows the library's log on standard error from a level on:\n"
+                    "debug, info, warning or error")
+        ->option_text("LEVEL")
+        ->check(CLI::IsMember(logLevels()));
+    addInfo(program, arguments);
+    addSettings(program, arguments);
+    addCapture(program, arguments);
+    addStream(program, arguments);
+}
+
+/// The command that was asked for, or the program where there is none.
+const CLI::App& chosen(const CLI::App& program) {
+    const auto commands = program.get_subcommands();
+    return commands.empty() ? program : *commands.front();
+}
+
+std::string help(const CLI::App& program) {
+    const CLI::App& command = chosen(program);
+    return command.help(&command == &program ? "" : "ridge");
+}
+
+[[noreturn]] void throwUsageError(const CLI::App& program, const std::string& text) {
+    const CLI::App& command = chosen(program);
+    const std::string name = &command == &program ? "" : " " + command.get_name();
+    throw UsageError(text + "\nTry 'ridge" + name + " --help'.");
+}
+
+std::optional<std::filesystem::path> blockPath(const CLI::App& command,
+                                               const Arguments& arguments) {
+    if (command.count("--block") == 0) {
+        return std::nullopt;
+    }
+    return pathFromUtf8(arguments.block);
+}
+
+SettingsOptions settingsOptions(const CLI::App& command, const Arguments& arguments) {
+    SettingsOptions options = arguments.settings;
+    if (command.count("--rotation") != 0) {
+        options.rotation = static_cast<std::uint8_t>(arguments.rotation);
+    }
+    if (command.count("--option") != 0) {
+        options.option = static_cast<std::uint8_t>(arguments.option);
+    }
+    return options;
+}
+
+CaptureOptions captureOptions(const CLI::App& command, const Arguments& arguments) {
+    CaptureOptions options = arguments.capture;
+    options.output = pathFromUtf8(arguments.captureOutput);
+    options.finger = static_cast<std::uint8_t>(arguments.finger);
+    options.block = blockPath(command, arguments);
+    return options;
+}
+
+StreamOptions streamOptions(const CLI::App& command, const Arguments& arguments) {
+    StreamOptions options = arguments.stream;
+    options.directory = pathFromUtf8(arguments.streamDirectory);
+    options.block = blockPath(command, arguments);
+    return options;
+}
+
+} // namespace
+
+CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
+    CLI::App program("Drives a ridge fingerprint scanner on a serial port.", "ridge");
+    Arguments parsed;
+    setUp(program, parsed);
+    try {
+        // The parser takes its arguments from the end.
+        program.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::CallForHelp&) {
+        return {parsed.json, std::nullopt, HelpRequest{help(program)}};
+    } catch (const CLI::ParseError& error) {
+        throwUsageError(program, error.what());
+    }
+
+    CommandLine line;
+    line.json = parsed.json;
+    if (!parsed.logLevel.empty()) {
+        line.logLevel = logLevels().at(parsed.logLevel);
+    }
+    const CLI::App& command = chosen(program);
+    const std::string name = &command == &program ? "" : command.get_name();
+    if (parsed.version) {
+        line.command = VersionRequest{};
+    } else if (name == "info") {
+        line.command = parsed.info;
+    } else if (name == "settings") {
+        line.command = settingsOptions(command, parsed);
+    } else if (name == "capture") {
+        line.command = captureOptions(command, parsed);
+        if (parsed.capture.hostAssisted && parsed.capture.option == 0) {
+            throwUsageError(program, "a host-assisted capture does not accept --option 0");
+        }
+    } else if (name == "stream") {
+        line.command = streamOptions(command, parsed);
+    } else {
+        throwUsageError(program, "a command is missing");
+    }
+    return line;
+}
+
+} // namespace ridge::tool

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace ridge::tool {
+
+struct InfoOptions {
+    std::string port;
+};
+
+struct SettingsOptions {
+    std::string port;
+    /// What is given is written; the rest stays.
+    std::optional<std::uint8_t> rotation;
+    std::optional<std::uint8_t> option;
+};
+
+struct CaptureOptions {
+    std::string port;
+    std::filesystem::path output;
+    std::uint8_t finger = 0;
+    std::uint32_t timeout = 10000;
+    std::uint32_t option = 1;
+    std::optional<std::filesystem::path> block;
+    bool hostAssisted = false;
+    /// How many images a host-assisted capture rejects before it gives up.
+    std::uint32_t attempts = 10;
+};
+
+struct StreamOptions {
+    std::string port;
+    std::filesystem::path directory;
+    std::uint32_t count = 1;
+    std::optional<std::filesystem::path> block;
+};
+
+struct VersionRequest {};
+
+struct HelpRequest {
+    std::string text;
+};
+
+struct CommandLine {
+    bool json = false;
+    /// 'D', 'I', 'W' or 'E'; nothing when the library's log is not wanted.
+    std::optional<std::int32_t> logLevel;
+    std::variant<HelpRequest, VersionRequest, InfoOptions, SettingsOptions, CaptureOptions,
+                 StreamOptions>
+        command;
+};
+
+/// Reads the arguments, the program's name not among them. Throws UsageError.
+[[nodiscard]] CommandLine parseCommandLine(const std::vector<std::string>& arguments);
+
+} // namespace ridge::tool

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "exitstatus.h"
+#include "interruption.h"
+#include "messages.h"
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace ridge::tool {
+
+/// Runs the program with the arguments that follow its name. Results go to `output`.
+[[nodiscard]] ExitStatus runProgram(const std::vector<std::string>& arguments, std::ostream& output,
+                                    Messages& messages, Interruption& interruption);
+
+} // namespace ridge::tool
