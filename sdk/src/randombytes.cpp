@@ -10,7 +10,7 @@ void fillRandom(std::span<std::uint8_t> bytes) {
     std::random_device systemSource;
     std::mt19937 generator(systemSource());
     for (std::uint8_t& byte : bytes) {
-        const double uniform =
+        const auto uniform =
             std::generate_canonical<double, std::numeric_limits<double>::digits>(generator);
         byte = static_cast<std::uint8_t>(uniform * scale);
     }

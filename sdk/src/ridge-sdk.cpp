@@ -123,7 +123,11 @@ void ridgeDisconnect(ridgeDeviceContext* context) {
         return;
     }
     context->lastError.clear();
-    context->device.reset();
+    if (context->device) {
+        // A callback that still runs finds the session in its place.
+        context->device->disconnect(true);
+        context->device.reset();
+    }
 }
 
 std::int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* info) {

@@ -49,7 +49,7 @@ fs::path temporaryName(const fs::path& target) {
 
 } // namespace
 
-AtomicFile::AtomicFile(fs::path path) : target(fs::absolute(path)) {
+AtomicFile::AtomicFile(const fs::path& path) : target(fs::absolute(path)) {
     if (!target.has_filename()) {
         throw fileError(target, "is not the name of a file");
     }

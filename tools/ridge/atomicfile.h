@@ -21,7 +21,7 @@ class AtomicFile {
 public:
     /// Creates missing folders and the temporary file, so that a target that cannot be written is
     /// found out now. Throws FileError.
-    explicit AtomicFile(std::filesystem::path target);
+    explicit AtomicFile(const std::filesystem::path& path);
     ~AtomicFile();
 
     AtomicFile(const AtomicFile&) = delete;

@@ -61,7 +61,7 @@ std::string withDefault(const std::string& name, std::uint32_t value) {
 void addPort(CLI::App& command, std::string& port) {
     command
         .add_option("--port", port,
-                    "The scanner's serial port, such as COM7, COM12 or \\\\.\\COM12")
+                    R"(The scanner's serial port, such as COM7, COM12 or \\.\COM12)")
         ->option_text("COMn (required)")
         ->required()
         ->check(notEmpty);

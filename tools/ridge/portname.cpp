@@ -28,7 +28,7 @@ std::string systemPortName(const std::string& name) {
     if (!isComPort(name) || name.size() == letters + 1) {
         return name;
     }
-    return "\\\\.\\" + name;
+    return R"(\\.\)" + name;
 }
 
 } // namespace ridge::tool

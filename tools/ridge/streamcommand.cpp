@@ -71,11 +71,10 @@ void storeImages(ScannerSession& session, CaptureInbox& inbox, ImageSeries& seri
         if (const auto* image = std::get_if<CapturedImage>(&message)) {
             series.store(*image);
         } else if (const auto* failure = std::get_if<OperationFailure>(&message)) {
-            const CommandError error = scannerError("streaming", failure->status, failure->text);
             if (!isInvalidImage(*failure)) {
-                throw error;
+                throw scannerError("streaming", failure->status, failure->text);
             }
-            series.leaveOut(error);
+            series.leaveOut(scannerError("streaming", failure->status, failure->text));
         } else if (std::holds_alternative<InterruptionWish>(message)) {
             stopInterrupted(session, inbox, context);
         }

@@ -233,6 +233,7 @@ void DefaultSerialPort<PortName>::Private::receiveLoop(SerialPortErrorListener& 
             waitForData(wait, errorText);
         }
     } catch (const std::exception& failure) {
+        RIDGE_LOG(logError, "%s", failure.what());
         stopping = true;
         errorText = failure.what();
     }
@@ -262,9 +263,9 @@ void DefaultSerialPort<PortName>::Private::waitForData(EventWait& wait, std::str
     }
     const DWORD error = GetLastError();
     if (error != ERROR_IO_PENDING) {
-        stopping = true;
         errorText = formatText("Failed to wait for port event. %s", systemErrorText(error).c_str());
         RIDGE_LOG(logError, "%s", errorText.c_str());
+        stopping = true;
         return;
     }
     wait.pending = true;
@@ -314,13 +315,13 @@ void DefaultSerialPort<PortName>::Private::readAvailable(std::string& errorText)
                      &count, &overlapped) == 0) {
             // Under the port's time-outs a read completes at once: a pending one is a failure.
             const DWORD error = GetLastError();
-            stopping = true;
             if (error == ERROR_IO_PENDING) {
                 cancel(overlapped);
             }
             errorText =
                 formatText("Failed to read data from port. %s", systemErrorText(error).c_str());
             RIDGE_LOG(logError, "%s", errorText.c_str());
+            stopping = true;
             return;
         }
         if (count == 0) {
