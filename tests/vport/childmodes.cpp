@@ -1,0 +1,81 @@
+#include "childmodes.h"
+
+#include "driverservice.h"
+#include "portend.h"
+#include "programfolder.h"
+#include "virtualport.h"
+
+#include <iostream>
+
+#include <windows.h>
+
+namespace ridge::simulator::tests {
+
+namespace {
+
+int ownPort(const std::string& number) {
+    startDriver(driverFileBesideProgram());
+    const VirtualPort port(static_cast<std::uint32_t>(std::stoul(number)));
+    Sleep(INFINITE);
+    return 0;
+}
+
+int holdHost(const std::string& number) {
+    const PortControl port(static_cast<std::uint32_t>(std::stoul(number)));
+    const PortEnd host(port.hostName());
+    const OperationPointer wait = host.startWait();
+    const OperationPointer write =
+        host.startWrite(randomBytes(std::size_t{3} * RIDGE_VPORT_FIFO_SIZE, 1));
+    Sleep(INFINITE);
+    return 0;
+}
+
+// Succeeds only in a process that somebody else has mended.
+int checkMends() {
+    startDriver(driverFileBesideProgram());
+    const auto port = createFreePort();
+    const PortEnd host(port->hostName());
+    const OperationPointer wait = host.startWait();
+    const bool pending = wait->pended() && !wait->completed();
+    const bool refused = openError(port->hostName()) == ERROR_ACCESS_DENIED;
+    return pending && refused ? 0 : 1;
+}
+
+int echo() {
+    std::cout << std::cin.rdbuf() << std::flush;
+    return 0;
+}
+
+} // namespace
+
+std::optional<int> runAsChild(const std::vector<std::string>& arguments) {
+    if (arguments.size() == 2 && arguments[0] == "own-port") {
+        return ownPort(arguments[1]);
+    }
+    if (arguments.size() == 2 && arguments[0] == "hold-host") {
+        return holdHost(arguments[1]);
+    }
+    if (arguments.size() == 2 && arguments[0] == "exit-code") {
+        return std::stoi(arguments[1]);
+    }
+    if (arguments.size() == 2 && arguments[0] == "argument-length") {
+        return static_cast<int>(arguments[1].size());
+    }
+    if (arguments.size() == 1 && arguments[0] == "check-mends") {
+        return checkMends();
+    }
+    if (arguments.size() == 1 && arguments[0] == "start-driver") {
+        startDriver(driverFileBesideProgram());
+        return 0;
+    }
+    if (arguments.size() == 1 && arguments[0] == "echo") {
+        return echo();
+    }
+    return std::nullopt;
+}
+
+std::wstring childCommandLine(const std::wstring& arguments) {
+    return L'"' + (programFolder() / "vport-tests.exe").wstring() + L"\" " + arguments;
+}
+
+} // namespace ridge::simulator::tests
