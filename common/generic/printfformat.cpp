@@ -5,7 +5,7 @@
 
 namespace ridge {
 
-std::string formatText(const char* format, std::va_list arguments) {
+std::string vformatText(const char* format, std::va_list arguments) {
     std::va_list measured;
     va_copy(measured, arguments);
     const int length = std::vsnprintf(nullptr, 0, format, measured);
@@ -22,7 +22,7 @@ std::string formatText(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     try {
-        std::string text = formatText(format, arguments);
+        std::string text = vformatText(format, arguments);
         va_end(arguments);
         return text;
     } catch (...) {

@@ -17,10 +17,12 @@
 namespace ridge {
 
 /// Expands a printf-style format into a string of any length.
-RIDGE_PRINTF_FORMAT(1, 0)
-std::string formatText(const char* format, std::va_list arguments);
-
 RIDGE_PRINTF_FORMAT(1, 2)
 std::string formatText(const char* format, ...);
+
+/// The same for arguments that are a list already. No overload: where a list is a pointer, a text
+/// would be taken for one.
+RIDGE_PRINTF_FORMAT(1, 0)
+std::string vformatText(const char* format, std::va_list arguments);
 
 } // namespace ridge

@@ -13,7 +13,7 @@ RidgeException::RidgeException(const char* sourceFile, int line, std::int32_t co
     std::va_list arguments;
     va_start(arguments, format);
     try {
-        message = formatText(format, arguments);
+        message = vformatText(format, arguments);
     } catch (...) {
         va_end(arguments);
         throw;

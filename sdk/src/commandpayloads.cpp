@@ -118,7 +118,7 @@ CaptureMask decodeCaptureMask(const std::vector<std::uint8_t>& answer) {
 std::vector<std::uint8_t> encodeHostAssistedCaptureResult(VerdictNoise noise,
                                                           const CaptureMask& mask, bool accepted) {
     constexpr std::uint8_t lastPosition = 63;
-    std::uint8_t position = noise[64] & lastPosition;
+    auto position = static_cast<std::uint8_t>(noise[64] & lastPosition);
     if (position == 0) {
         position = 1;
     }
@@ -126,7 +126,10 @@ std::vector<std::uint8_t> encodeHostAssistedCaptureResult(VerdictNoise noise,
     noise[position] = accepted ? 1 : 0;
     noise[position == lastPosition ? position - 1U : position + 1U] = position;
     std::vector<std::uint8_t> payload(mask.size());
-    std::transform(mask.begin(), mask.end(), noise.begin(), payload.begin(), std::bit_xor<>());
+    std::transform(mask.begin(), mask.end(), noise.begin(), payload.begin(),
+                   [](std::uint8_t hiding, std::uint8_t hidden) {
+                       return static_cast<std::uint8_t>(hiding ^ hidden);
+                   });
     return payload;
 }
 

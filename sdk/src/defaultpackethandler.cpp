@@ -2,7 +2,11 @@
 
 #include "logmessage.h"
 
+#include <array>
 #include <chrono>
+#include <cstdio>
+#include <exception>
+#include <utility>
 
 namespace ridge {
 namespace {
@@ -13,9 +17,11 @@ constexpr std::size_t queueLimit = 2;
 std::string hexDump(const std::uint8_t* bytes, std::uint32_t size) {
     std::string dump;
     dump.reserve(std::size_t{size} * 3);
+    std::array<char, 4> digits{};
     for (std::uint32_t position = 0; position < size; ++position) {
         const bool last = position + 1 == size;
-        dump += formatText(last ? "%.2hhx" : "%.2hhx:", bytes[position]);
+        std::snprintf(digits.data(), digits.size(), last ? "%.2hhx" : "%.2hhx:", bytes[position]);
+        dump += digits.data();
     }
     return dump;
 }
@@ -63,6 +69,15 @@ void DefaultPacketHandler::send(const Packet& packet) {
 }
 
 void DefaultPacketHandler::onFrame(const std::uint8_t* bytes, std::uint32_t size) {
+    try {
+        queueFrame(bytes, size);
+    } catch (const std::exception& failure) {
+        // No memory for the packet: it is lost like one that the line has spoiled.
+        RIDGE_LOG(logError, "Received packet dropped. %s", failure.what());
+    }
+}
+
+void DefaultPacketHandler::queueFrame(const std::uint8_t* bytes, std::uint32_t size) {
     const std::lock_guard lock(mutex);
     if (receivedPackets.size() >= queueLimit) {
         RIDGE_LOG(logError, "Protocol error - existing packet not processed!");

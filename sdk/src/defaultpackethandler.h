@@ -32,6 +32,7 @@ public:
 
 private:
     void onFrame(const std::uint8_t* bytes, std::uint32_t size) override;
+    void queueFrame(const std::uint8_t* bytes, std::uint32_t size);
 
     std::uint32_t defaultTimeoutMs;
     std::unique_ptr<DataLinkHandler> dataLink;

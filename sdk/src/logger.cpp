@@ -128,7 +128,7 @@ void logMessage(char level, const char* sourceFile, int line, const char* format
         if (installedLogger != nullptr && passes(installedLogger->threshold, level)) {
             installedLogger->logger->log(level,
                                          buildLine(installedLogger->prefixFields, level, sourceFile,
-                                                   line, formatText(format, arguments)));
+                                                   line, vformatText(format, arguments)));
         }
     } catch (...) {
         // No memory for the line, or no lock: the line is lost, the operation goes on.
