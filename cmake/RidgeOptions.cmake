@@ -3,6 +3,8 @@
 add_library(ridge-warnings INTERFACE)
 if(MSVC)
   target_compile_options(ridge-warnings INTERFACE /W4 /WX /permissive-)
+  # The standard's own functions are good enough.
+  target_compile_definitions(ridge-warnings INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   target_compile_options(
     ridge-warnings

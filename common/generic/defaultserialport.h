@@ -17,7 +17,8 @@ template <typename PortName>
 class DefaultSerialPort final : public SerialPort {
 public:
     /// Opens the port under the name as it stands and starts both threads: data may arrive before
-    /// the constructor has returned. Throws status 5 or 6.
+    /// the constructor has returned. Throws status 5 or 6, or what the standard library
+    /// throws when a thread cannot be started.
     DefaultSerialPort(const PortName& portName, SerialPortListener& listener,
                       SerialPortErrorListener& errorListener);
     ~DefaultSerialPort() override;

@@ -5,7 +5,6 @@
 #include "statuscode.h"
 
 #include <array>
-#include <cstring>
 #include <numeric>
 
 namespace ridge {
@@ -13,12 +12,6 @@ namespace {
 
 constexpr std::size_t headerSize = 4;
 constexpr std::size_t errorHeaderSize = 3;
-
-/// Adds the bytes of two words without carries between them.
-std::uint64_t addBytes(std::uint64_t left, std::uint64_t right) {
-    constexpr std::uint64_t lowBits = 0x7F7F7F7F7F7F7F7F;
-    return ((left & lowBits) + (right & lowBits)) ^ ((left ^ right) & ~lowBits);
-}
 
 } // namespace
 
@@ -71,19 +64,15 @@ std::unique_ptr<Packet> Packet::parse(const std::uint8_t* bytes, std::size_t siz
 }
 
 std::uint8_t checksum(const std::uint8_t* bytes, std::size_t count) {
-    // Compilers turn the four independent lanes into vector byte additions.
+    // A fixed number of byte sums: compilers make vector byte additions of the inner loop.
     constexpr std::size_t blockSize = 32;
-    std::array<std::uint64_t, 4> lanes{};
+    std::array<std::uint8_t, blockSize> sums{};
     std::size_t position = 0;
     for (; position + blockSize <= count; position += blockSize) {
-        std::array<std::uint64_t, 4> block{};
-        std::memcpy(block.data(), bytes + position, blockSize);
-        for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
-            lanes[lane] = addBytes(lanes[lane], block[lane]);
+        for (std::size_t lane = 0; lane < blockSize; ++lane) {
+            sums[lane] = static_cast<std::uint8_t>(sums[lane] + bytes[position + lane]);
         }
     }
-    std::array<std::uint8_t, blockSize> sums{};
-    std::memcpy(sums.data(), lanes.data(), blockSize);
     unsigned sum = std::accumulate(sums.begin(), sums.end(), 0U);
     for (; position < count; ++position) {
         sum += bytes[position];
@@ -109,7 +98,7 @@ bool readResponseStatus(const Packet& response, std::uint8_t expectedCode, const
     }
     const std::vector<std::uint8_t>& data = response.data;
     if (data.size() < errorHeaderSize) {
-        // The second number is the payload's length, not an error code: hosts rely on it.
+        // The second number is the payload's length, not an error code, on purpose.
         throw RIDGE_EXCEPTION(status::deviceFailure, "%s: Failed (%d/%d). No error code available",
                               commandName, expectedCode, static_cast<int>(data.size()));
     }

@@ -33,7 +33,8 @@ public:
     virtual void close() = 0;
     /// From now on a failure while waiting for received bytes is logged, not reported.
     virtual void ignoreErrors() = 0;
-    /// Writes one block and waits at most 3000 ms for it to leave. Throws status 5 or 7.
+    /// Writes one block and waits at most 3000 ms for it to leave; a null pointer or a size of 0
+    /// writes nothing. Throws status 5 or 7.
     virtual void write(const std::uint8_t* bytes, std::uint32_t size) = 0;
 };
 

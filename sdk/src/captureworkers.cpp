@@ -6,6 +6,7 @@
 #include "imageblock.h"
 #include "logmessage.h"
 #include "monotonictime.h"
+#include "printfformat.h"
 #include "ridgeexception.h"
 #include "statuscode.h"
 
@@ -229,7 +230,7 @@ void RidgeDevice::exitOnSerialError(CaptureListener& listener) {
 }
 
 std::uint32_t RidgeDevice::hostVerdict() const {
-    const std::lock_guard lock(stateMutex);
+    const std::lock_guard lock(*stateMutex);
     return hacVerdict;
 }
 

@@ -118,7 +118,7 @@ CaptureMask decodeCaptureMask(const std::vector<std::uint8_t>& answer) {
 std::vector<std::uint8_t> encodeHostAssistedCaptureResult(VerdictNoise noise,
                                                           const CaptureMask& mask, bool accepted) {
     constexpr std::uint8_t lastPosition = 63;
-    auto position = static_cast<std::uint8_t>(noise[64] & lastPosition);
+    auto position = static_cast<std::uint8_t>(noise[64] % mask.size());
     if (position == 0) {
         position = 1;
     }

@@ -33,7 +33,7 @@ private:
     void onByte(std::uint8_t byte) override;
 
     void receiveByte(std::uint8_t byte);
-    void abandonFrame();
+    void resetReceiver();
 
     DataLinkListener& listener;
     std::unique_ptr<SerialPort> port;

@@ -37,7 +37,7 @@ DefaultPacketHandler::DefaultPacketHandler(Factory<std::string>& factory,
 }
 
 DefaultPacketHandler::~DefaultPacketHandler() {
-    // Only without the data link can no frame reach the queue and its lock any more.
+    // Until the data link has gone, its thread may still bring frames to the queue.
     dataLink.reset();
 }
 

@@ -5,6 +5,9 @@
 #include "ridgeexception.h"
 #include "statuscode.h"
 
+#include <array>
+#include <utility>
+
 namespace ridge {
 
 /// What is fixed about one command of the scanner.

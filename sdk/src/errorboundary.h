@@ -9,7 +9,8 @@
 
 namespace ridge {
 
-/// Puts a failure into the context. A text that there is no memory for gives way to a short one.
+/// Puts a failure into the context. Without memory for its text, that is the failure instead:
+/// status 4, and as much of its text as fits.
 inline std::int32_t report(ridgeDeviceContext& context, std::int32_t code,
                            const char* text) noexcept {
     try {

@@ -1,9 +1,7 @@
 #include "logger.h"
 
-#include "currentthread.h"
+#include "logline.h"
 
-#include <algorithm>
-#include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
@@ -37,47 +35,10 @@ bool passes(char threshold, char level) {
     }
 }
 
-std::string localTimeText() {
-    std::array<char, 30> text{};
+/// The log lock keeps the library's own calls apart.
+const std::tm* localTime() {
     const std::time_t now = std::time(nullptr);
-    // The log lock keeps our own calls apart.
-    const std::tm* local = std::localtime(&now);
-    if (local == nullptr || std::strftime(text.data(), text.size(), "%Y%m%d-%H%M%S", local) == 0) {
-        return "00000000-000000";
-    }
-    return text.data();
-}
-
-void appendField(std::string& prefix, const std::string& field) {
-    if (!prefix.empty()) {
-        prefix += ' ';
-    }
-    prefix += field;
-}
-
-std::string buildPrefix(std::uint32_t fields, char level, const char* sourceFile, int line) {
-    std::string prefix;
-    if ((fields & LOG_PREFIX_LEVEL) != 0) {
-        prefix += level;
-    }
-    if ((fields & LOG_PREFIX_THREAD) != 0) {
-        appendField(prefix, formatText("%d", static_cast<int>(currentThreadId())));
-    }
-    if ((fields & LOG_PREFIX_LOCATION) != 0) {
-        appendField(prefix, formatText("%s:%d", sourceFile, line));
-    }
-    if ((fields & LOG_PREFIX_TIME) != 0) {
-        appendField(prefix, localTimeText());
-    }
-    return prefix;
-}
-
-std::string buildLine(std::uint32_t fields, char level, const char* sourceFile, int line,
-                      std::string message) {
-    std::replace(message.begin(), message.end(), '\n', ' ');
-    std::replace(message.begin(), message.end(), '\r', ' ');
-    const std::string prefix = buildPrefix(fields, level, sourceFile, line);
-    return prefix.empty() ? message : formatText("[%s] ", prefix.c_str()) + message;
+    return std::localtime(&now);
 }
 
 } // namespace
@@ -126,9 +87,9 @@ void logMessage(char level, const char* sourceFile, int line, const char* format
     try {
         const std::lock_guard lock(logLock);
         if (installedLogger != nullptr && passes(installedLogger->threshold, level)) {
-            installedLogger->logger->log(level,
-                                         buildLine(installedLogger->prefixFields, level, sourceFile,
-                                                   line, vformatText(format, arguments)));
+            installedLogger->logger->log(level, buildLogLine(installedLogger->prefixFields,
+                                                             {level, sourceFile, line}, localTime(),
+                                                             vformatText(format, arguments)));
         }
     } catch (...) {
         // No memory for the line, or no lock: the line is lost, the operation goes on.

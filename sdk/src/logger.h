@@ -30,14 +30,6 @@ private:
     void* userContext;
 };
 
-/// The fields that may stand before a line's message.
-inline constexpr std::uint32_t LOG_PREFIX_LOCATION = 1;
-inline constexpr std::uint32_t LOG_PREFIX_THREAD = 2;
-inline constexpr std::uint32_t LOG_PREFIX_LEVEL = 4;
-inline constexpr std::uint32_t LOG_PREFIX_TIME = 8;
-inline constexpr std::uint32_t LOG_PREFIX_ALL =
-    LOG_PREFIX_LOCATION | LOG_PREFIX_THREAD | LOG_PREFIX_LEVEL | LOG_PREFIX_TIME;
-
 bool isLogLevel(std::int32_t level);
 
 /// Removes the installed logger, if there is one.

@@ -15,7 +15,8 @@ public:
     /// Waits with the default time-out.
     virtual std::unique_ptr<Packet> receive(bool acknowledge) = 0;
     /// Waits at most `timeoutMs` milliseconds (0: the default time-out) and returns the oldest
-    /// packet, or null when none came. `acknowledge` answers it with an empty response.
+    /// packet, or null when none came. `acknowledge` answers it with an empty response, and
+    /// throws as `send` does; the packet is lost then.
     virtual std::unique_ptr<Packet> receive(std::uint32_t timeoutMs, bool acknowledge) = 0;
     /// Transmits one packet. Throws status 5, 6 or 7.
     virtual void send(const Packet& packet) = 0;

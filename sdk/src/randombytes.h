@@ -6,7 +6,7 @@
 namespace ridge {
 
 /// Fills the buffer from a generator that is freshly seeded from the system's random source. The
-/// value 255 never occurs: scanners in the field know the masks that way.
+/// value 255 never occurs, on purpose.
 void fillRandom(std::span<std::uint8_t> bytes);
 
 } // namespace ridge

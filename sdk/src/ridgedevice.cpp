@@ -10,7 +10,8 @@
 namespace ridge {
 
 RidgeDevice::RidgeDevice(const std::string& portName, Factory<std::string>& factory)
-    : workerDone(std::make_shared<std::condition_variable>()) {
+    : stateMutex(std::make_shared<std::mutex>()),
+      workerDone(std::make_shared<std::condition_variable>()) {
     try {
         packetHandler = factory.createPacketHandler(portName, *this);
         commands = factory.createCommands(packetHandler.get());
@@ -30,20 +31,20 @@ RidgeDevice::~RidgeDevice() {
 
 void RidgeDevice::disconnect(bool stopWorker) {
     if (stopWorker) {
-        stopAndWait();
+        stopCapture();
     }
-    const std::lock_guard lock(stateMutex);
+    const std::lock_guard lock(*stateMutex);
     commands.reset();
     packetHandler.reset();
 }
 
 bool RidgeDevice::isConnected() const {
-    const std::lock_guard lock(stateMutex);
+    const std::lock_guard lock(*stateMutex);
     return packetHandler != nullptr;
 }
 
 bool RidgeDevice::isCaptureActive() const {
-    const std::lock_guard lock(stateMutex);
+    const std::lock_guard lock(*stateMutex);
     return worker != nullptr && workerKind == WorkerKind::stoppable;
 }
 
@@ -61,7 +62,7 @@ void RidgeDevice::checkReady() const {
         throw RIDGE_EXCEPTION(status::notConnected, "Device is not connected!");
     }
     {
-        const std::lock_guard lock(stateMutex);
+        const std::lock_guard lock(*stateMutex);
         if (worker) {
             throw RIDGE_EXCEPTION(status::protocol,
                                   "Invalid state - command execution or capture is active!");
@@ -96,16 +97,12 @@ void RidgeDevice::setSettings(std::uint8_t rotation, bool option) {
 }
 
 void RidgeDevice::setHostAssistedCaptureResult(std::uint8_t verdict) {
-    const std::lock_guard lock(stateMutex);
+    const std::lock_guard lock(*stateMutex);
     hacVerdict = verdict;
 }
 
 void RidgeDevice::stopCapture() {
-    stopAndWait();
-}
-
-void RidgeDevice::stopAndWait() {
-    std::unique_lock lock(stateMutex);
+    std::unique_lock lock(*stateMutex);
     if (worker && workerKind == WorkerKind::stoppable) {
         stopRequested = true;
         workerDone->wait(lock, [this] { return !worker; });
@@ -117,16 +114,17 @@ void RidgeDevice::startWorker(WorkerKind kind, const char* name, BaseListener& l
     keepModuleLoaded();
     stopRequested = false;
     // Held until the thread is stored: a short worker must not clear its slot before.
-    const std::lock_guard lock(stateMutex);
+    const std::lock_guard lock(*stateMutex);
     worker = std::make_unique<std::thread>(
-        [this, name, &listener, body = std::move(body), done = workerDone] {
-            runWorker(name, listener, body, done);
+        [this, name, &listener, body = std::move(body), slotMutex = stateMutex, done = workerDone] {
+            runWorker(name, listener, body, slotMutex, done);
         });
     workerKind = kind;
 }
 
 void RidgeDevice::runWorker(const char* name, BaseListener& listener,
                             const std::function<void()>& body,
+                            const std::shared_ptr<std::mutex>& slotMutex,
                             const std::shared_ptr<std::condition_variable>& done) noexcept {
     RIDGE_LOG(logInformation, "%s thread active", name);
     try {
@@ -136,7 +134,7 @@ void RidgeDevice::runWorker(const char* name, BaseListener& listener,
     }
     RIDGE_LOG(logInformation, "%s thread completed", name);
     {
-        const std::lock_guard lock(stateMutex);
+        const std::lock_guard lock(*slotMutex);
         worker->detach();
         worker.reset();
         workerKind = WorkerKind::none;

@@ -31,7 +31,7 @@ public:
     /// Opens the port and reads the scanner's information and settings. Throws what the factory or
     /// the commands throw; nothing stays open then. The factory is not kept.
     RidgeDevice(const std::string& portName, Factory<std::string>& factory);
-    /// Waits for a running capture or stream and closes the port.
+    /// Stops a running capture or stream, waits for its end and closes the port.
     ~RidgeDevice() override;
 
     RidgeDevice(const RidgeDevice&) = delete;
@@ -89,11 +89,10 @@ private:
 
     void onSerialPortError(const std::string& text) override;
 
-    void stopAndWait();
-
     void startWorker(WorkerKind kind, const char* name, BaseListener& listener,
                      std::function<void()> body);
     void runWorker(const char* name, BaseListener& listener, const std::function<void()>& body,
+                   const std::shared_ptr<std::mutex>& slotMutex,
                    const std::shared_ptr<std::condition_variable>& done) noexcept;
     static void runReporting(const char* name, BaseListener& listener,
                              const std::function<void()>& body);
@@ -117,18 +116,21 @@ private:
     DeviceInfo deviceInfo;
     DeviceSettings settings;
     std::atomic<bool> stopRequested{false};
-    /// Guards `packetHandler`, `commands`, `worker`, `workerKind` and `hacVerdict`. Never held
-    /// across a command.
-    mutable std::mutex stateMutex;
+    /// Guards the pointers `packetHandler`, `commands` and `worker`, `workerKind` and `hacVerdict`.
+    /// A command runs without it: the guard and the single worker slot keep the pointers in place.
+    /// The worker shares it, and `workerDone`: whoever waits for its end may destroy the session
+    /// before its unlocking and its notification have returned.
+    std::shared_ptr<std::mutex> stateMutex;
     /// Guards `serialError`. Never held together with `stateMutex`.
     mutable std::mutex errorMutex;
     /// The last failure of the port; empty means none.
     std::string serialError;
+    /// The host's verdict on the last image of a host-assisted capture.
     std::uint32_t hacVerdict = awaitedVerdict;
+    /// What hides the images of the running host-assisted capture; the worker's alone.
     CaptureMask hacMask{};
     std::unique_ptr<std::thread> worker;
-    /// Notified when a worker has ended. The worker shares it: whoever waits may destroy the
-    /// session before the notification has returned.
+    /// Notified when a worker has ended.
     std::shared_ptr<std::condition_variable> workerDone;
     WorkerKind workerKind = WorkerKind::none;
 };

@@ -1,6 +1,7 @@
 #include "defaultserialport.h"
 
 #include "logmessage.h"
+#include "printfformat.h"
 #include "ridgeexception.h"
 #include "scopedhandle.h"
 #include "statuscode.h"
@@ -68,8 +69,9 @@ struct DefaultSerialPort<PortName>::Private {
     void receiveLoop(SerialPortErrorListener& errorListener);
     void waitForData(EventWait& wait, std::string& errorText);
     void readAvailable(std::string& errorText);
-    Buffer* takeFreeBuffer();
+    Buffer* findFreeBuffer();
     void dispatchLoop(SerialPortListener& listener);
+    void wakeDispatchThread();
     void write(const std::uint8_t* bytes, std::uint32_t size);
     void cancel(OVERLAPPED& overlapped);
 
@@ -164,12 +166,7 @@ void DefaultSerialPort<PortName>::close() {
         receiveThread.reset();
     }
     if (impl->dispatchThread) {
-        {
-            // Without the lock the flag could change between the thread's check and its wait, and
-            // the notification be missed.
-            const std::lock_guard lock(impl->mutex);
-        }
-        impl->bufferReady.notify_one();
+        impl->wakeDispatchThread();
         try {
             impl->dispatchThread->join();
         } catch (const std::exception& failure) {
@@ -248,6 +245,8 @@ void DefaultSerialPort<PortName>::Private::receiveLoop(SerialPortErrorListener& 
             RIDGE_LOG(logError, "Error reporting a failure of the port. %s", failure.what());
         }
     }
+    // Nothing will come any more.
+    wakeDispatchThread();
     RIDGE_LOG(logInformation, "Port receive thread stopped");
 }
 
@@ -303,7 +302,7 @@ template <typename PortName>
 void DefaultSerialPort<PortName>::Private::readAvailable(std::string& errorText) {
     errorText.clear();
     while (!stopping) {
-        Buffer* buffer = takeFreeBuffer();
+        Buffer* buffer = findFreeBuffer();
         if (buffer == nullptr) {
             RIDGE_LOG(logWarning, "No free buffers available!");
             std::this_thread::sleep_for(bufferPollInterval);
@@ -339,7 +338,7 @@ void DefaultSerialPort<PortName>::Private::readAvailable(std::string& errorText)
 
 template <typename PortName>
 typename DefaultSerialPort<PortName>::Private::Buffer*
-DefaultSerialPort<PortName>::Private::takeFreeBuffer() {
+DefaultSerialPort<PortName>::Private::findFreeBuffer() {
     const auto found = std::find_if(buffers.begin(), buffers.end(),
                                     [](const Buffer& buffer) { return buffer.free.load(); });
     return found == buffers.end() ? nullptr : &*found;
@@ -373,6 +372,17 @@ void DefaultSerialPort<PortName>::Private::dispatchLoop(SerialPortListener& list
         }
     }
     RIDGE_LOG(logInformation, "Dispatch thread stopped");
+}
+
+/// Lets the dispatch thread see that `stopping` is set.
+template <typename PortName>
+void DefaultSerialPort<PortName>::Private::wakeDispatchThread() {
+    {
+        // Without the lock the flag could change between the thread's check and its wait, and the
+        // notification be missed.
+        const std::lock_guard lock(mutex);
+    }
+    bufferReady.notify_one();
 }
 
 template <typename PortName>
