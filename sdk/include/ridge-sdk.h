@@ -22,16 +22,19 @@
  *
  * Contexts. A device context stands for one scanner. It takes no lock: use one context from one
  * thread at a time. Different contexts are independent and may be used from different threads at
- * once. ridgeHostAssistedCaptureSetResult() alone may be called on a connected context from any
- * thread at any time.
+ * once. Two functions may also be called from other threads, between the return of the connect and
+ * the call of ridgeDisconnect() or ridgeFreeDeviceContext(): ridgeHostAssistedCaptureSetResult()
+ * and ridgeIsConnected().
  *
  * Callbacks. Captures and streams run on a worker thread of the library, one per context, and call
- * back on it, one call at a time. A callback may take as long as it likes (the scanner waits), may
- * call ridgeHostAssistedCaptureSetResult(), ridgeIsConnected() and
- * ridgeGetLastErrorDescription(), and must not call ridgeStopCapture(), ridgeDisconnect(),
- * ridgeFreeDeviceContext() or any of the start functions: the first three would wait for the
- * callback itself to return, the last are refused while the worker runs. Let no C++ exception leave
- * a callback.
+ * back on it, one call at a time. A callback may call ridgeHostAssistedCaptureSetResult() and
+ * ridgeIsConnected() with its context, and no other function: ridgeStopCapture(),
+ * ridgeDisconnect() and ridgeFreeDeviceContext() would wait for the callback itself to return, and
+ * the others belong to the thread that uses the context. For the same reason a callback must not
+ * wait for a thread that may be inside one of these three functions (by SendMessage(), say, or for
+ * a lock that the thread holds): post, do not send. The scanner waits while a captureCallback runs;
+ * return soon from an eventCallback, as the capture's time-out runs on. Let no C++ exception leave a
+ * callback.
  *
  * Memory. Records and texts that the library hands out belong to it; each function says how long
  * they stay valid. What you pass in is copied before the function returns, function pointers and
@@ -39,10 +42,11 @@
  * ended.
  *
  * Time. A command that goes to the scanner waits at most 3 seconds for the port to take it and at
- * most 3 seconds for each answer. A function that is said to block longer names its own bound.
+ * most 3 seconds for each answer. A function that is said to block longer names its own bound; one
+ * that is said not to block may wait for an instant while a lost connection is being closed.
  *
- * Unloading. Once a capture or stream has been started, the library stays loaded until the process
- * ends; FreeLibrary() then only counts.
+ * Unloading. Free every context before FreeLibrary(). Once a capture or stream has been started, the
+ * library stays loaded until the process ends all the same.
  *
  * Texts are NUL-terminated byte strings. All functions use the C calling convention.
  */
@@ -141,11 +145,13 @@ typedef struct ridgeCaptureResult {
     uint32_t width;
     /** Height of the image in pixels. */
     uint32_t height;
-    /** The image's bytes, as the scanner sent them. */
+    /** The image's bytes, as the scanner sent them; those that a host-assisted capture shows for
+     *  judgement are unmasked. */
     const uint8_t* image;
     /** Number of image bytes. */
     uint32_t imageSize;
-    /** A value that the scanner adds to a captured image; 0 in a stream. */
+    /** A value that the scanner adds to a captured image; 0 in a stream and in the images that are
+     *  shown for judgement. */
     uint8_t extraValue;
     /** Number of trailer bytes. */
     uint32_t trailerSize;
@@ -161,10 +167,13 @@ typedef struct ridgeCaptureResult {
 /**
  * Called when a running operation fails.
  *
- * Thread: the worker. A capture calls it once, as its last call. A stream or host-assisted capture
- * calls it once more for each image that makes no sense (#RIDGE_MALFORMED_DATA, "Invalid capture
- * data") and goes on; any other failure ends it. A host-assisted capture then awaits a verdict as
- * if it had shown an image: reject it to get the next.
+ * Thread: the worker. A failure ends the operation, with one exception: a stream, or a host-assisted
+ * capture that shows images, calls it for each image that makes no sense (#RIDGE_MALFORMED_DATA,
+ * "Invalid capture data") and goes on. To a host-assisted capture such an image is like one that
+ * was shown: if the image before it was rejected, so is this one; if it is the first, a verdict is
+ * awaited, and rejecting it brings the next.
+ *
+ * A stop that the scanner does not confirm is a failure too, see ridgeStopCapture().
  *
  * @param status       one of #ridgeStatus, never 0
  * @param message      the failure's text, valid during the call
@@ -232,13 +241,17 @@ RIDGE_API const char* ridgeGetSdkVersion(void);
  * one before; it cannot be removed. Until it is called, nothing is logged.
  *
  * Any thread. Blocks while a log line is being delivered; must not be called from a log callback.
+ * When it returns, the callback before is not called any more. Of two calls at once, either may be
+ * the one that stays.
  *
  * @param level        threshold: 'D' everything, 'I' information and above, 'W' warnings and
  *                     errors, 'E' errors only
  * @param callback     the function
- * @param userContext  handed to the callback unchanged; may be NULL
- * @return #RIDGE_NULL_ARGUMENT   callback is NULL
- * @return #RIDGE_INVALID_ARGUMENT level is not one of the four; the installed logger stays
+ * @param userContext  handed to the callback unchanged; may be NULL. What it points to must live
+ *                     until another logger has been installed.
+ * @return #RIDGE_NULL_ARGUMENT      callback is NULL; the installed logger stays
+ * @return #RIDGE_INVALID_ARGUMENT   level is not one of the four; the installed logger stays
+ * @return #RIDGE_UNEXPECTED_FAILURE no memory; there is no logger now
  * @return #RIDGE_SUCCESS
  */
 RIDGE_API int32_t ridgeSetLogger(int32_t level, ridgeLogCallback callback, void* userContext);
@@ -278,16 +291,19 @@ RIDGE_API const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* con
 /**
  * Opens a session with the scanner on a COM port and reads its information and settings.
  *
- * Blocks until the scanner has answered; 3 seconds for each of two commands when it does not.
+ * Blocks for two commands: at most 3 seconds to send each and 3 seconds for its answer. The first
+ * that fails ends it.
  *
  * @param comPort  the port's name as the system takes it: "COM3" up to "COM9", "\\\\.\\COM12" for
  *                 any number; used as it stands
  * @param context  a context without a session
- * @return #RIDGE_NULL_ARGUMENT       context is NULL; or comPort is NULL or empty
- *                                    ("'comPort' cannot be NULL or empty.")
- * @return #RIDGE_CONTEXT_IN_USE      there is a session already, even if its scanner is lost;
- *                                    checked before comPort
- * @return #RIDGE_SERIAL_PORT_ERROR   the port cannot be opened or set up; the text is the system's
+ * @return #RIDGE_NULL_ARGUMENT       context is NULL
+ * @return #RIDGE_CONTEXT_IN_USE      there is a session already, even if its scanner is lost
+ *                                    ("Context in use.")
+ * @return #RIDGE_NULL_ARGUMENT       comPort is NULL or empty ("'comPort' cannot be NULL or
+ *                                    empty.")
+ * @return #RIDGE_SERIAL_PORT_ERROR   the port cannot be opened (the text is the system's) or not be
+ *                                    set up ("Error clearing port. ..." and the like)
  * @return #RIDGE_TIMEOUT             the port does not take the request
  * @return #RIDGE_NO_RESPONSE, #RIDGE_MALFORMED_DATA, #RIDGE_DEVICE_FAILURE,
  *         #RIDGE_UNEXPECTED_RESPONSE what answers on the port is not a working scanner
@@ -299,9 +315,10 @@ RIDGE_API const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* con
 RIDGE_API int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context);
 
 /**
- * Tells whether a context is connected. A session loses its scanner when a running capture or
- * stream meets a failure of the port; a port that fails while nothing runs is reported by the next
- * function that looks (#RIDGE_SERIAL_PORT_ERROR).
+ * Tells whether a context is connected. A session gives its scanner up when a running capture or
+ * stream notices, between two commands, that the port has failed. When a command meets the failure
+ * first, or nothing runs, the session stays; the next function that looks reports the failure
+ * (#RIDGE_SERIAL_PORT_ERROR). Either way the remedy is ridgeDisconnect() and a new connect.
  *
  * Does not block.
  *
@@ -378,13 +395,14 @@ RIDGE_API int32_t ridgeSettingsSet(ridgeDeviceContext* context,
  * - captureCallback: the image; the capture is over.
  * - errorCallback: the failure; the capture is over. #RIDGE_TIMEOUT with "Capture timeout" means
  *   that no finger came; #RIDGE_UNEXPECTED_RESPONSE with "Timeout waiting for capture data" that
- *   the scanner said nothing of the kind for 3 seconds more; #RIDGE_SERIAL_PORT_ERROR that the
- *   port failed, which leaves the context not connected.
+ *   neither image nor time-out came within captureTimeout and 3 seconds;
+ *   #RIDGE_SERIAL_PORT_ERROR that the port failed, see ridgeIsConnected().
  * - eventCallback: any number of times before these.
- * - A capture that is stopped with ridgeStopCapture() calls nothing.
+ * - A capture that is stopped calls nothing more, unless it ends at that very moment or the scanner
+ *   does not confirm the stop, see ridgeStopCapture().
  *
- * A capture still counts as running for an instant after its last callback has returned. To start
- * the next one, call ridgeStopCapture() first: it waits for that instant and no longer.
+ * A capture still counts as running for an instant after its last callback has returned. Before the
+ * next start, call ridgeStopCapture(): it waits for the end.
  *
  * Does not block.
  *
@@ -414,8 +432,9 @@ RIDGE_API int32_t ridgeStartCapture(ridgeDeviceContext* context,
  * captureCallback and waits for the host's verdict on each, which is given with
  * ridgeHostAssistedCaptureSetResult(). A rejected image is followed by another; after an accepted
  * one captureCallback brings the final capture, with extra value and trailer, and the capture is
- * over. There is no time-out: the capture runs until an image is accepted, it fails, or
- * ridgeStopCapture() ends it. eventCallback is not called.
+ * over. There is no time-out for a verdict: the capture runs until an image is accepted, it fails
+ * (the scanner may report a "Capture timeout" after an accepted image), or ridgeStopCapture() ends
+ * it. eventCallback is not called.
  *
  * Does not block. Parameters and status codes are those of ridgeStartCapture(), in the same order;
  * captureTimeout is checked though it is not used. A captureOption of 0 is refused by the worker
@@ -432,7 +451,7 @@ RIDGE_API int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
  * given before the image has arrived does not count; one that is given from inside captureCallback
  * does. Without a session the call does nothing.
  *
- * Any thread, callbacks included; takes a short lock only.
+ * Any thread while the context is connected (see Contexts above), callbacks included. Does not block.
  *
  * @param context  the context; NULL is ignored
  * @param result   0 rejects the image; any other value accepts it, except 2, which leaves the
@@ -471,7 +490,8 @@ RIDGE_API int32_t ridgeStartStream(ridgeDeviceContext* context, const uint8_t* b
  * Blocks until the worker has ended: after its current command and callback it takes one waiting
  * packet from the line, if an image was under way, and tells the scanner to stop; with a silent
  * scanner, up to 3 seconds for each. A stop that the scanner does not confirm is reported through
- * errorCallback before this function returns. Must not be called from a callback.
+ * errorCallback before this function returns, be it after an image that was just delivered. Must not
+ * be called from a callback.
  *
  * @param context  the context; NULL is ignored
  */
