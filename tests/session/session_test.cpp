@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <exception>
 #include <numeric>
 #include <thread>
 
@@ -119,11 +120,15 @@ TEST(Session, EightScannersAtOnce_DoNotMeet) {
         hosts.emplace_back([number, &delivered] {
             const std::string name = "simulated" + std::to_string(number);
             const GreyImage image = gradient(100, static_cast<std::uint32_t>(50 + 10 * number));
-            SimulatedLine line(name, configWith(image));
-            Host host;
-            if (host.connect(name) == RIDGE_SUCCESS &&
-                host.startCapture(anyFinger) == RIDGE_SUCCESS) {
-                delivered[number] = host.waitForImages(1)[0].image == image.pixels;
+            try {
+                SimulatedLine line(name, configWith(image));
+                Host host;
+                if (host.connect(name) == RIDGE_SUCCESS &&
+                    host.startCapture(anyFinger) == RIDGE_SUCCESS) {
+                    delivered[number] = host.waitForImages(1)[0].image == image.pixels;
+                }
+            } catch (const std::exception& failure) {
+                ADD_FAILURE() << "scanner " << number << ": " << failure.what();
             }
         });
     }

@@ -24,14 +24,11 @@ public:
         bool operator==(const Receive&) const = default;
     };
 
-    /// Prepares the next packet that `receive` returns.
+    /// Prepares the next packet that `receive` returns; without one it comes to a time-out.
     void answer(std::uint32_t type, std::uint8_t code,
                 const std::vector<std::uint8_t>& payload = {}) {
         answers.push_back(std::make_unique<Packet>(type, code, payload.data(), payload.size()));
     }
-
-    /// Prepares a time-out, which is also what `receive` comes to when nothing is prepared.
-    void answerNothing() { answers.push_back(nullptr); }
 
     std::unique_ptr<Packet> receive(bool acknowledge) override {
         return receiveNext({std::nullopt, acknowledge});

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,13 @@ inline std::vector<std::uint8_t> hexBytes(std::string_view text) {
     if (halfRead) {
         throw std::invalid_argument("half a byte");
     }
+    return bytes;
+}
+
+/// 0, 1, 2, ... modulo 256.
+inline std::vector<std::uint8_t> ramp(std::size_t size) {
+    std::vector<std::uint8_t> bytes(size);
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
     return bytes;
 }
 

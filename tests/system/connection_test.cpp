@@ -56,6 +56,7 @@ TEST(Connection, Info_IsTheScannersOwn) {
     EXPECT_STREQ(info.text4, "C");
     EXPECT_STREQ(info.text5, "1.0.2");
     EXPECT_STREQ(info.text6, "2024-03");
+    EXPECT_STREQ(info.text7, "key none, certificate none");
     EXPECT_EQ(info.value1, 300);
     EXPECT_EQ(info.value2, 400);
     EXPECT_EQ(info.features, 0x1FU);

@@ -98,7 +98,7 @@ TEST(LineFaults, LateAnswer_TimesOutWithTheCommandsText) {
     EXPECT_EQ(ridgeSettingsSet(host.context(), &settings), RIDGE_SUCCESS) << host.lastError();
 }
 
-TEST(LineFaults, EmptyStreamAnswerInTheMiddle_TheStreamGoesOn) {
+TEST(LineFaults, StreamWithNothingReadyAtFirst_GoesOn) {
     SimulatorProcess scanner({"--baud", "0", "--fault", "GET STREAM DATA: device-error:7"});
     Host host;
     ASSERT_EQ(host.connect(scanner.portName()), RIDGE_SUCCESS) << host.lastError();

@@ -26,6 +26,8 @@ using namespace std::chrono_literals;
 using test::BlockContent;
 using test::captureBlock;
 using test::Chunk;
+using test::ChunkScript;
+using test::CommandScript;
 using test::FakeFactory;
 using test::Gate;
 using test::hexText;
@@ -459,6 +461,35 @@ TEST_F(CaptureWorkersTest, Slot_SessionMayBeDestroyedWithAWorkerRunningOrEnding)
         }
         RidgeDevice session("COM7", ownFactory);
         session.startCapture(0, 0, 0, nullptr, ownListener);
+    }
+}
+
+TEST_F(CaptureWorkersTest, Slot_SessionMayBeDestroyedWhileItsWorkerLeavesAFailedPort) {
+    for (int round = 0; round < 2000; ++round) {
+        FakeFactory ownFactory;
+        RecordingListener ownListener;
+        Gate leaving;
+        // Every other round the worker has come as far as its report.
+        const bool reporting = round % 2 == 0;
+        ownFactory.script.captureData.then([&] {
+            ownFactory.failPort("unplugged");
+            if (!reporting) {
+                leaving.open();
+            }
+            return Chunk{announcing(100, 50)};
+        });
+        ownListener.duringError = [&leaving] { leaving.open(); };
+        auto session = std::make_unique<RidgeDevice>("COM7", ownFactory);
+        session->startCapture(0, 0, 0, nullptr, ownListener);
+        leaving.pass();
+        session.reset();
+        ASSERT_EQ(ownFactory.journal.count("destroy commands"), 1U);
+        ASSERT_EQ(ownFactory.journal.count("destroy packet handler"), 1U);
+        ASSERT_EQ(ownFactory.journal.count("receive"), 0U);
+        if (reporting) {
+            ASSERT_THAT(ownListener.events.entries(),
+                        ElementsAre("error 5 Serial port error. unplugged"));
+        }
     }
 }
 
@@ -931,6 +962,102 @@ TEST_F(CaptureWorkersTest, Stop_WhileAVerdictIsAwaited_SendsStopCapture) {
     device->stopCapture();
     EXPECT_THAT(afterStart(), ElementsAre("getStreamData poll", "ping", "stopCapture"));
     EXPECT_EQ(reported().size(), 1U);
+}
+
+/// How often a race is run at most until the stop request has won it.
+constexpr int raceRounds = 10000;
+
+/// Requests a stop of the worker, which the gate holds back, and opens the gate at about the same
+/// time. The worker has ended when it returns.
+void stopAndRelease(RidgeDevice& session, Gate& gate) {
+    Gate stopping;
+    std::thread stopper([&] {
+        stopping.open();
+        session.stopCapture();
+    });
+    stopping.pass();
+    std::this_thread::yield();
+    gate.open();
+    stopper.join();
+}
+
+struct StopRace {
+    std::string name;
+    std::function<void(RidgeDevice&, CaptureListener&)> start;
+    ChunkScript CommandScript::*data;
+    std::string poll;
+};
+
+class StopWithSerialErrorTest : public testing::TestWithParam<StopRace> {
+protected:
+    /// The port fails in the first poll while a stop is requested; true when the request came
+    /// before the poll had ended.
+    static bool stopWins() {
+        FakeFactory factory;
+        RecordingListener listener;
+        Gate failing;
+        (factory.script.*GetParam().data).then([&] {
+            failing.pass();
+            factory.failPort("unplugged");
+            return Chunk{announcing(100, 50)};
+        });
+        RidgeDevice session("COM7", factory);
+        GetParam().start(session, listener);
+        factory.journal.waitFor(GetParam().poll);
+        stopAndRelease(session, failing);
+        if (factory.journal.entries().back() != "stopCapture") {
+            return false;
+        }
+        EXPECT_TRUE(session.hasSerialError());
+        EXPECT_TRUE(session.isConnected());
+        EXPECT_EQ(factory.journal.count("receive"), 0U);
+        EXPECT_THAT(listener.events.entries(), IsEmpty());
+        return true;
+    }
+};
+
+TEST_P(StopWithSerialErrorTest, IsLookedAtFirst) {
+    bool won = false;
+    for (int round = 0; round < raceRounds && !won; ++round) {
+        won = stopWins();
+    }
+    EXPECT_TRUE(won);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Workers, StopWithSerialErrorTest,
+    testing::Values(StopRace{"Capture",
+                             [](RidgeDevice& session, CaptureListener& listener) {
+                                 session.startCapture(0, 0, 0, nullptr, listener);
+                             },
+                             &CommandScript::captureData, "getCaptureData poll"},
+                    StopRace{"Stream",
+                             [](RidgeDevice& session, CaptureListener& listener) {
+                                 session.startStream(nullptr, listener);
+                             },
+                             &CommandScript::streamData, "getStreamData poll"}),
+    [](const testing::TestParamInfo<StopRace>& test) { return test.param.name; });
+
+TEST_F(CaptureWorkersTest, Stop_DuringTheLastCallback_SendsStopCaptureAfterIt) {
+    factory.script.during("stopCapture", [this] { listener.events.add("stopCapture"); });
+    bool won = false;
+    for (int round = 0; round < raceRounds && !won; ++round) {
+        factory.journal.clear();
+        listener.events.clear();
+        Gate delivering;
+        listener.duringComplete = [&] {
+            delivering.pass();
+            listener.events.add("delivered");
+        };
+        factory.script.captureData.thenBytes(captureBlock(smallImage));
+        startCapture();
+        listener.events.waitFor(smallCapture);
+        stopAndRelease(*device, delivering);
+        won = factory.journal.entries().back() == "stopCapture";
+    }
+    ASSERT_TRUE(won);
+    EXPECT_THAT(reported(), ElementsAre(smallCapture, "delivered", "stopCapture"));
+    EXPECT_THAT(afterStart(), ElementsAre("getCaptureData poll", "stopCapture"));
 }
 
 // --------------------------------------------------------------------------------- serial error
@@ -1464,6 +1591,29 @@ TEST_P(HostAssistedMaskTest, ImagesAreUnmaskedCyclically) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, HostAssistedMaskTest,
                          testing::Values(1U, 63U, 64U, 65U, 128U, 130U, 139983U));
+
+class HostAssistedMaskInChunksTest : public HostAssistedCaptureTest,
+                                     public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(HostAssistedMaskInChunksTest, RunsOverTheImageAndNotOverTheChunk) {
+    const Bytes image = countingBytes(150);
+    const Bytes block = streamBlock({0, 10, 15, masked(image, countingMask()), 0, {}});
+    std::vector<std::size_t> positions;
+    for (std::size_t position = GetParam(); position < block.size(); position += GetParam()) {
+        positions.push_back(position);
+    }
+    for (const Bytes& chunk : cut(block, positions)) {
+        factory.script.streamData.thenBytes(chunk);
+    }
+    startHostAssistedCapture();
+    factory.journal.waitFor("ping");
+    device->stopCapture();
+    EXPECT_EQ(factory.journal.count("getStreamData wait"), positions.size());
+    EXPECT_THAT(reported(),
+                ElementsAre("image ABC=000 10x15 [" + hexText(image) + "] extra=0 trailer=[]"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, HostAssistedMaskInChunksTest, testing::Values(5U, 16U, 40U));
 
 TEST_F(HostAssistedCaptureTest, Mask_LiteralBytes) {
     factory.script.mask = {};

@@ -15,15 +15,9 @@ namespace ridge {
 namespace {
 
 using test::hexBytes;
+using test::ramp;
 using test::throwsRidgeException;
 using Bytes = std::vector<std::uint8_t>;
-
-/// 0, 1, 2, ... modulo 256.
-Bytes ramp(std::size_t size) {
-    Bytes bytes(size);
-    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
-    return bytes;
-}
 
 Bytes joined(Bytes first, const Bytes& second) {
     first.insert(first.end(), second.begin(), second.end());

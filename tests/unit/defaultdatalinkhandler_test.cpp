@@ -1,6 +1,8 @@
 #include "defaultdatalinkhandler.h"
 
+#include "errorcollector.h"
 #include "fakeserialport.h"
+#include "framecollector.h"
 #include "hexbytes.h"
 #include "logrecorder.h"
 #include "ridgeexception.h"
@@ -9,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <random>
@@ -21,30 +22,12 @@
 namespace ridge {
 namespace {
 
+using test::ErrorCollector;
+using test::FrameCollector;
 using test::hexBytes;
 using test::throwsRidgeException;
 using Bytes = std::vector<std::uint8_t>;
 using Frames = std::vector<Bytes>;
-
-class FrameCollector final : public DataLinkListener {
-public:
-    void onFrame(const std::uint8_t* bytes, std::uint32_t size) override {
-        frames.emplace_back(bytes, bytes + size);
-        if (afterFrame) {
-            afterFrame();
-        }
-    }
-
-    Frames frames;
-    std::function<void()> afterFrame;
-};
-
-class ErrorCollector final : public SerialPortErrorListener {
-public:
-    void onSerialPortError(const std::string& text) override { errors.push_back(text); }
-
-    std::vector<std::string> errors;
-};
 
 /// What a receiver makes of a whole stream, worked out start flag by start flag: what lies between
 /// one start flag and the next is one attempt at a frame.

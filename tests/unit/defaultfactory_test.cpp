@@ -1,6 +1,8 @@
 #include "defaultfactory.h"
 
+#include "errorcollector.h"
 #include "fakeserialport.h"
+#include "framecollector.h"
 #include "hexbytes.h"
 #include "memoryline.h"
 #include "throwsridgeexception.h"
@@ -15,16 +17,11 @@ namespace ridge {
 namespace {
 
 using test::Bytes;
+using test::ErrorCollector;
+using test::FrameCollector;
 using test::hexBytes;
 using test::MemoryLine;
 using test::throwsRidgeException;
-
-class ErrorCollector final : public SerialPortErrorListener {
-public:
-    void onSerialPortError(const std::string& text) override { errors.push_back(text); }
-
-    std::vector<std::string> errors;
-};
 
 class DataCollector final : public SerialPortListener {
 public:
@@ -34,15 +31,6 @@ public:
     void onByte(std::uint8_t byte) override { data.push_back(byte); }
 
     Bytes data;
-};
-
-class FrameCollector final : public DataLinkListener {
-public:
-    void onFrame(const std::uint8_t* bytes, std::uint32_t size) override {
-        frames.emplace_back(bytes, bytes + size);
-    }
-
-    std::vector<Bytes> frames;
 };
 
 const Bytes pingFrame = hexBytes("7E 01 00 01 31 CE 7F");

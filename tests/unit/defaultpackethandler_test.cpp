@@ -1,6 +1,7 @@
 #include "defaultpackethandler.h"
 
 #include "defaultfactory.h"
+#include "errorcollector.h"
 #include "hexbytes.h"
 #include "logrecorder.h"
 #include "ridgeexception.h"
@@ -20,6 +21,7 @@
 namespace ridge {
 namespace {
 
+using test::ErrorCollector;
 using test::hexBytes;
 using test::LogRecorder;
 using test::throwsRidgeException;
@@ -27,13 +29,6 @@ using Bytes = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
 
 constexpr std::uint32_t longTimeoutMs = 600000;
-
-class ErrorCollector final : public SerialPortErrorListener {
-public:
-    void onSerialPortError(const std::string& text) override { errors.push_back(text); }
-
-    Texts errors;
-};
 
 /// A data link whose far side the test plays, with the factory that makes it.
 class FakeDataLinkFactory final : public DefaultFactory<std::string> {

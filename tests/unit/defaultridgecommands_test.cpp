@@ -20,18 +20,12 @@ namespace {
 
 using test::FakePacketHandler;
 using test::hexBytes;
+using test::ramp;
 using test::throwsRidgeException;
 using Bytes = std::vector<std::uint8_t>;
 using Receives = std::vector<FakePacketHandler::Receive>;
 
 constexpr std::uint8_t response = 0x81;
-
-/// 0, 1, 2, ... modulo 256.
-Bytes ramp(std::size_t size) {
-    Bytes bytes(size);
-    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
-    return bytes;
-}
 
 CaptureMask rampMask() {
     CaptureMask mask{};

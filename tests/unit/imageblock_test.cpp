@@ -1,11 +1,13 @@
 #include "imageblock.h"
 
 #include "hexbytes.h"
+#include "imageblocks.h"
 #include "throwsridgeexception.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -13,25 +15,19 @@
 namespace ridge {
 namespace {
 
+using test::BlockContent;
+using test::captureBlock;
 using test::hexBytes;
+using test::streamBlock;
 using test::throwsRidgeException;
 using Bytes = std::vector<std::uint8_t>;
 
-void append16(Bytes& bytes, std::size_t value) {
-    bytes.push_back(static_cast<std::uint8_t>(value >> 8));
-    bytes.push_back(static_cast<std::uint8_t>(value));
-}
-
-void append32(Bytes& bytes, std::size_t value) {
-    append16(bytes, value >> 16);
-    append16(bytes, value);
-}
-
 /// A chunk of `size` bytes that announces a block of `length`.
-Bytes firstChunk(std::size_t length, std::size_t size) {
-    Bytes chunk;
-    append32(chunk, length);
-    chunk.resize(size);
+Bytes firstChunk(std::uint32_t length, std::size_t size) {
+    Bytes announced;
+    appendBigEndian32(announced, length);
+    Bytes chunk(size);
+    std::copy_n(announced.begin(), std::min(announced.size(), size), chunk.begin());
     return chunk;
 }
 
@@ -130,40 +126,20 @@ TEST_F(StreamAssembler, MoreBytesThanAnnounced_AreRefused) {
                 throwsRidgeException(10, "Invalid stream data length 30/31"));
 }
 
-/// What a scanner would send; the length fields may be bent to say something else.
-struct BlockFields {
-    std::size_t flags = 0;
-    Bytes image = hexBytes("11 22 33 44 55 66");
-    std::uint8_t extraValue = 0x77;
-    Bytes trailer = hexBytes("88 99");
-    std::int64_t lengthError = 0;
-    std::int64_t imageLengthError = 0;
-    std::int64_t trailerLengthError = 0;
-};
-
-std::size_t bent(std::size_t value, std::int64_t error) {
-    return static_cast<std::size_t>(static_cast<std::int64_t>(value) + error);
+/// What a scanner would send.
+BlockContent smallContent() {
+    return {0, 0x0102, 0x0304, hexBytes("11 22 33 44 55 66"), 0x77, hexBytes("88 99")};
 }
 
-Bytes streamBlock(const BlockFields& fields) {
-    Bytes block;
-    append32(block, bent(16 + fields.image.size(), fields.lengthError));
-    append32(block, fields.flags);
-    append16(block, 0x0102);
-    append16(block, 0x0304);
-    append32(block, bent(fields.image.size(), fields.imageLengthError));
-    block.insert(block.end(), fields.image.begin(), fields.image.end());
-    return block;
-}
+// Where the length fields of a block stand; the last one for `smallContent`.
+constexpr std::size_t lengthOffset = 0;
+constexpr std::size_t imageLengthOffset = 12;
+constexpr std::size_t trailerLengthOffset = 23;
 
-Bytes captureBlock(const BlockFields& fields) {
-    Bytes block = streamBlock(fields);
-    block.push_back(fields.extraValue);
-    append16(block, bent(fields.trailer.size(), fields.trailerLengthError));
-    block.insert(block.end(), fields.trailer.begin(), fields.trailer.end());
-    Bytes length;
-    append32(length, bent(block.size(), fields.lengthError));
-    std::copy(length.begin(), length.end(), block.begin());
+/// The small capture block with some of its bytes replaced.
+Bytes captureBlockWith(std::size_t offset, const Bytes& bytes) {
+    Bytes block = captureBlock(smallContent());
+    std::copy(bytes.begin(), bytes.end(), block.begin() + static_cast<std::ptrdiff_t>(offset));
     return block;
 }
 
@@ -190,10 +166,10 @@ TEST(CaptureBlock, LiteralBlock_HasItsFields) {
 }
 
 TEST(CaptureBlock, NumbersTakeAllTheirBytes) {
-    BlockFields fields;
-    fields.image = Bytes(70000, 0x5C);
-    fields.trailer = Bytes(60000, 0x3D);
-    const std::optional<ImageBlock> content = parseCaptureBlock(captureBlock(fields));
+    BlockContent sent = smallContent();
+    sent.image = Bytes(70000, 0x5C);
+    sent.trailer = Bytes(60000, 0x3D);
+    const std::optional<ImageBlock> content = parseCaptureBlock(captureBlock(sent));
     ASSERT_TRUE(content);
     EXPECT_EQ(content->width, 0x0102);
     EXPECT_EQ(content->height, 0x0304);
@@ -204,54 +180,54 @@ TEST(CaptureBlock, NumbersTakeAllTheirBytes) {
 
 TEST(CaptureBlock, FlagC_CountsOnlyTogetherWithFlagB) {
     const std::vector<int> expected{0, 1, 2, 3, 0, 1, 6, 7};
-    for (std::size_t flags = 0; flags < 8; ++flags) {
-        BlockFields fields;
-        fields.flags = flags;
-        EXPECT_EQ(flagsOf(parseCaptureBlock(captureBlock(fields))), expected[flags]);
-        EXPECT_EQ(flagsOf(parseStreamBlock(streamBlock(fields))), expected[flags]);
+    for (std::uint32_t flags = 0; flags < 8; ++flags) {
+        BlockContent sent = smallContent();
+        sent.flags = flags;
+        EXPECT_EQ(flagsOf(parseCaptureBlock(captureBlock(sent))), expected[flags]);
+        EXPECT_EQ(flagsOf(parseStreamBlock(streamBlock(sent))), expected[flags]);
     }
 }
 
 TEST(CaptureBlock, OtherFlagBits_AreIgnored) {
-    BlockFields fields;
-    fields.flags = 0xFFFFFFF8;
-    EXPECT_EQ(flagsOf(parseCaptureBlock(captureBlock(fields))), 0);
-    EXPECT_EQ(flagsOf(parseStreamBlock(streamBlock(fields))), 0);
+    BlockContent sent = smallContent();
+    sent.flags = 0xFFFFFFF8;
+    EXPECT_EQ(flagsOf(parseCaptureBlock(captureBlock(sent))), 0);
+    EXPECT_EQ(flagsOf(parseStreamBlock(streamBlock(sent))), 0);
 }
 
 TEST(CaptureBlock, WithoutTrailer_IsValid) {
-    BlockFields fields;
-    fields.trailer.clear();
-    const std::optional<ImageBlock> content = parseCaptureBlock(captureBlock(fields));
+    BlockContent sent = smallContent();
+    sent.trailer.clear();
+    const std::optional<ImageBlock> content = parseCaptureBlock(captureBlock(sent));
     ASSERT_TRUE(content);
     EXPECT_TRUE(content->trailer.empty());
-    EXPECT_EQ(content->image, fields.image);
+    EXPECT_EQ(content->image, sent.image);
 }
 
 TEST(CaptureBlock, WithoutImage_IsValid) {
-    BlockFields fields;
-    fields.image.clear();
-    const std::optional<ImageBlock> content = parseCaptureBlock(captureBlock(fields));
+    BlockContent sent = smallContent();
+    sent.image.clear();
+    const std::optional<ImageBlock> content = parseCaptureBlock(captureBlock(sent));
     ASSERT_TRUE(content);
     EXPECT_TRUE(content->image.empty());
-    EXPECT_EQ(content->trailer, fields.trailer);
+    EXPECT_EQ(content->trailer, sent.trailer);
     EXPECT_EQ(content->extraValue, 0x77);
 }
 
 TEST(CaptureBlock, Of19Bytes_IsInvalid_ThoughItsPartsFit) {
-    BlockFields fields;
-    fields.image.clear();
-    fields.trailer.clear();
-    const Bytes block = captureBlock(fields);
+    BlockContent sent = smallContent();
+    sent.image.clear();
+    sent.trailer.clear();
+    const Bytes block = captureBlock(sent);
     ASSERT_EQ(block.size(), 19U);
     EXPECT_FALSE(parseCaptureBlock(block));
 }
 
 TEST(CaptureBlock, Of20Bytes_IsValid) {
-    BlockFields fields;
-    fields.image.clear();
-    fields.trailer = hexBytes("88");
-    const Bytes block = captureBlock(fields);
+    BlockContent sent = smallContent();
+    sent.image.clear();
+    sent.trailer = hexBytes("88");
+    const Bytes block = captureBlock(sent);
     ASSERT_EQ(block.size(), 20U);
     EXPECT_TRUE(parseCaptureBlock(block));
 }
@@ -262,28 +238,23 @@ TEST(CaptureBlock, ShorterThanItsHeader_IsInvalid) {
 }
 
 TEST(CaptureBlock, LengthFieldThatIsNotTheSize_IsInvalid) {
-    for (const std::int64_t error : {-1, 1}) {
-        BlockFields fields;
-        fields.lengthError = error;
-        EXPECT_FALSE(parseCaptureBlock(captureBlock(fields)));
-    }
+    ASSERT_EQ(captureBlock(smallContent()).size(), 0x1BU);
+    EXPECT_FALSE(parseCaptureBlock(captureBlockWith(lengthOffset, hexBytes("0000001A"))));
+    EXPECT_FALSE(parseCaptureBlock(captureBlockWith(lengthOffset, hexBytes("0000001C"))));
 }
 
 TEST(CaptureBlock, ImageLongerThanTheBlockHolds_IsInvalid) {
-    BlockFields fields;
-    fields.imageLengthError = 3; // the image would end with the block
-    EXPECT_FALSE(parseCaptureBlock(captureBlock(fields)));
-    fields.imageLengthError = 0xFFFFFFFF - 6; // 0xFFFFFFFF + 19 must not wrap around
-    EXPECT_FALSE(parseCaptureBlock(captureBlock(fields)));
-    fields.imageLengthError = 0xFFFFFFF0 - 6;
-    EXPECT_FALSE(parseCaptureBlock(captureBlock(fields)));
+    // The image would end with the block.
+    EXPECT_FALSE(parseCaptureBlock(captureBlockWith(imageLengthOffset, hexBytes("00000009"))));
+    // The sum with the other fields must not wrap around.
+    EXPECT_FALSE(parseCaptureBlock(captureBlockWith(imageLengthOffset, hexBytes("FFFFFFFF"))));
+    EXPECT_FALSE(parseCaptureBlock(captureBlockWith(imageLengthOffset, hexBytes("FFFFFFF0"))));
 }
 
 TEST(CaptureBlock, TrailerThatDoesNotEndWithTheBlock_IsInvalid) {
-    for (const std::int64_t error : {-1, 1, 0xFFF0}) {
-        BlockFields fields;
-        fields.trailerLengthError = error;
-        EXPECT_FALSE(parseCaptureBlock(captureBlock(fields)));
+    ASSERT_TRUE(parseCaptureBlock(captureBlockWith(trailerLengthOffset, hexBytes("0002"))));
+    for (const char* length : {"0001", "0003", "FFF2"}) {
+        EXPECT_FALSE(parseCaptureBlock(captureBlockWith(trailerLengthOffset, hexBytes(length))));
     }
 }
 

@@ -347,6 +347,17 @@ INSTANTIATE_TEST_SUITE_P(
                            scanner.answer(getInfoCode, 0x81, getSettingsCode, Bytes(5, 0));
                        },
                        9, "GET DEVICE INFO: Invalid response code 21. Expected 48."},
+        ConnectFailure{"SettingsNeverCome",
+                       [](ScriptedScanner& scanner) { scanner.ignore(getSettingsCode); }, 9,
+                       "Timeout retrieving device settings."},
+        ConnectFailure{"SettingsMissing",
+                       [](ScriptedScanner& scanner) { scanner.succeed(getSettingsCode); }, 9,
+                       "GET DEVICE SETTINGS: Missing response data"},
+        ConnectFailure{"SettingsOfTheWrongType",
+                       [](ScriptedScanner& scanner) {
+                           scanner.answer(getSettingsCode, 0x01, getSettingsCode, Bytes(5, 0));
+                       },
+                       14, "GET DEVICE SETTINGS: Invalid response type 1."},
         ConnectFailure{"SettingsRefused",
                        [](ScriptedScanner& scanner) { scanner.refuse(getSettingsCode, 6, ""); }, 13,
                        "GET DEVICE SETTINGS: Failed (21) with error 6. "},
@@ -529,7 +540,7 @@ TEST_F(RidgeSdkTest, SettingsGet_ReturnsRotationAndOptionWithoutTraffic) {
     ridgeDeviceSettings settings{9, 9};
     EXPECT_EQ(ridgeSettingsGet(context.get(), &settings), 0);
     EXPECT_EQ(settings.rotation, 3);
-    EXPECT_NE(settings.option, 0);
+    EXPECT_EQ(settings.option, 1);
     EXPECT_THAT(scanner.requests.entries(), IsEmpty());
 }
 
@@ -597,7 +608,7 @@ TEST_F(RidgeSdkTest, SettingsSet_DoesNotChangeWhatSettingsGetReturns) {
     connect();
     ASSERT_EQ(ridgeSettingsGet(context.get(), &settings), 0);
     EXPECT_EQ(settings.rotation, 1);
-    EXPECT_NE(settings.option, 0);
+    EXPECT_EQ(settings.option, 1);
 }
 
 TEST_F(RidgeSdkTest, SettingsSet_ChecksRecordThenRotationThenConnection) {
