@@ -33,8 +33,8 @@
  * the others belong to the thread that uses the context. For the same reason a callback must not
  * wait for a thread that may be inside one of these three functions (by SendMessage(), say, or for
  * a lock that the thread holds): post, do not send. The scanner waits while a captureCallback runs;
- * return soon from an eventCallback, as the capture's time-out runs on. Let no C++ exception leave a
- * callback.
+ * return soon from an eventCallback, as the capture's time-out runs on. Let no C++ exception leave
+ * a callback.
  *
  * Memory. Records and texts that the library hands out belong to it; each function says how long
  * they stay valid. What you pass in is copied before the function returns, function pointers and
@@ -45,8 +45,8 @@
  * most 3 seconds for each answer. A function that is said to block longer names its own bound; one
  * that is said not to block may wait for an instant while a lost connection is being closed.
  *
- * Unloading. Free every context before FreeLibrary(). Once a capture or stream has been started, the
- * library stays loaded until the process ends all the same.
+ * Unloading. Free every context before FreeLibrary(). Once a capture or stream has been started,
+ * the library stays loaded until the process ends all the same.
  *
  * Texts are NUL-terminated byte strings. All functions use the C calling convention.
  */
@@ -167,11 +167,11 @@ typedef struct ridgeCaptureResult {
 /**
  * Called when a running operation fails.
  *
- * Thread: the worker. A failure ends the operation, with one exception: a stream, or a host-assisted
- * capture that shows images, calls it for each image that makes no sense (#RIDGE_MALFORMED_DATA,
- * "Invalid capture data") and goes on. To a host-assisted capture such an image is like one that
- * was shown: if the image before it was rejected, so is this one; if it is the first, a verdict is
- * awaited, and rejecting it brings the next.
+ * Thread: the worker. A failure ends the operation, with one exception: a stream, or a
+ * host-assisted capture that shows images, calls it for each image that makes no sense
+ * (#RIDGE_MALFORMED_DATA, "Invalid capture data") and goes on. To a host-assisted capture such an
+ * image is like one that was shown: if the image before it was rejected, so is this one; if it is
+ * the first, a verdict is awaited, and rejecting it brings the next.
  *
  * A stop that the scanner does not confirm is a failure too, see ridgeStopCapture().
  *
@@ -451,7 +451,8 @@ RIDGE_API int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
  * given before the image has arrived does not count; one that is given from inside captureCallback
  * does. Without a session the call does nothing.
  *
- * Any thread while the context is connected (see Contexts above), callbacks included. Does not block.
+ * Any thread while the context is connected (see Contexts above), callbacks included. Does not
+ * block.
  *
  * @param context  the context; NULL is ignored
  * @param result   0 rejects the image; any other value accepts it, except 2, which leaves the
@@ -490,8 +491,8 @@ RIDGE_API int32_t ridgeStartStream(ridgeDeviceContext* context, const uint8_t* b
  * Blocks until the worker has ended: after its current command and callback it takes one waiting
  * packet from the line, if an image was under way, and tells the scanner to stop; with a silent
  * scanner, up to 3 seconds for each. A stop that the scanner does not confirm is reported through
- * errorCallback before this function returns, be it after an image that was just delivered. Must not
- * be called from a callback.
+ * errorCallback before this function returns, be it after an image that was just delivered. Must
+ * not be called from a callback.
  *
  * @param context  the context; NULL is ignored
  */

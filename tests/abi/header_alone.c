@@ -1,5 +1,7 @@
-/* The header needs nothing before it, and can be included twice. */
-#include "ridge-sdk.h"
+/* The header needs nothing before it. */
 #include "ridge-sdk.h"
 
 _Static_assert(sizeof(ridgeErrorCallback) == sizeof(void (*)(void)), "callbacks are functions");
+
+/* And it can be included twice. */
+#include "ridge-sdk.h"

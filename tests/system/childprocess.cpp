@@ -27,7 +27,9 @@ void keepFromChildren(const simulator::ScopedHandle& handle) {
     SetHandleInformation(handle.get(), HANDLE_FLAG_INHERIT, 0);
 }
 
-std::wstring quoted(const std::wstring& argument) { return L"\"" + argument + L"\""; }
+std::wstring quoted(const std::wstring& argument) {
+    return L"\"" + argument + L"\"";
+}
 
 } // namespace
 

@@ -32,7 +32,9 @@ SimulatorProcess::SimulatorProcess(const std::vector<std::string>& options)
     control = std::make_unique<simulator::PortControl>(number);
 }
 
-std::string SimulatorProcess::portName() const { return R"(\\.\COM)" + std::to_string(number); }
+std::string SimulatorProcess::portName() const {
+    return R"(\\.\COM)" + std::to_string(number);
+}
 
 std::string SimulatorProcess::waitForReport(const std::string& beginning) {
     std::string passedOver;

@@ -27,7 +27,6 @@ enum class Call {
     waitForSingleObject,
     readFile,
     writeFile,
-    getOverlappedResult,
     cancelIo,
     setEvent,
     getModuleHandle,

@@ -75,6 +75,21 @@ TEST_F(SerialPortDispatching, ReceivingSideFails_HandsOutNoMore) {
     EXPECT_THAT(listener.blocks(), ElementsAre(Bytes{1}));
 }
 
+TEST_F(SerialPortDispatching, ReceivingSideFails_EndsTheDispatchThreadBeforeTheClose) {
+    openAndAwaitRest();
+    win32.failPendingEventWait(ERROR_OPERATION_ABORTED);
+    journal.await("I Dispatch thread stopped");
+    EXPECT_THAT(logLines(), Not(Contains("I Closing device port")));
+}
+
+TEST_F(SerialPortDispatching, ErrorListenerThatThrows_DoesNotKeepTheDispatchThread) {
+    errors.throwAfterwards();
+    openAndAwaitRest();
+    win32.failPendingEventWait(ERROR_OPERATION_ABORTED);
+    journal.await("E Error reporting a failure of the port. not now");
+    journal.await("I Dispatch thread stopped");
+}
+
 TEST_F(SerialPortDispatching, ListenerThatThrows_GetsTheNextBlock) {
     listener.throwAfterwards();
     openAndAwaitRest();
@@ -83,6 +98,7 @@ TEST_F(SerialPortDispatching, ListenerThatThrows_GetsTheNextBlock) {
     win32.arrive({2});
     listener.awaitBlocks(2);
     EXPECT_THAT(listener.blocks(), ElementsAre(Bytes{1}, Bytes{2}));
+    journal.await("E Error handing on received data. no use for it", 2);
 }
 
 TEST_F(SerialPortDispatching, ListenerThatThrows_KeepsNoBuffer) {

@@ -1,0 +1,131 @@
+#include "ridge-sdk.h"
+
+#include "allocations.h"
+#include "devicecontext.h"
+#include "errorboundary.h"
+#include "logger.h"
+#include "logrecorder.h"
+#include "scriptedscanner.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+
+namespace ridge {
+namespace {
+
+using test::AllocationRefusal;
+using test::LogRecorder;
+using test::ScriptedScanner;
+
+/// A failure whose text takes more memory than a string has of its own.
+class LongFailure final : public std::exception {
+public:
+    [[nodiscard]] const char* what() const noexcept override {
+        return "a text that is too long for the memory inside a string object";
+    }
+};
+
+struct Outcome {
+    std::int32_t status;
+    bool refused;
+};
+
+Outcome connectRefusing(std::size_t allocation, const char* port, ridgeDeviceContext* context) {
+    const AllocationRefusal refusal(allocation);
+    const std::int32_t status = ridgeConnectCOM(port, context);
+    return {status, refusal.happened()};
+}
+
+/// Connects to a port that is not there, with one allocation after the other failing.
+void expectFailuresToLeaveTheContextUsable() {
+    const ScriptedScanner scanner("COM3");
+    std::size_t outOfMemory = 0;
+    Outcome outcome{0, true};
+    for (std::size_t allocation = 1; outcome.refused; ++allocation) {
+        SCOPED_TRACE(allocation);
+        const std::unique_ptr<ridgeDeviceContext, decltype(&ridgeFreeDeviceContext)> context(
+            ridgeCreateDeviceContext(), &ridgeFreeDeviceContext);
+        outcome = connectRefusing(allocation, "COM4 is a port that does not exist", context.get());
+        const std::string text = ridgeGetLastErrorDescription(context.get());
+        if (outcome.status == 4) {
+            ++outOfMemory;
+            EXPECT_TRUE(outcome.refused);
+            EXPECT_EQ(text, std::bad_alloc().what());
+        } else {
+            EXPECT_EQ(outcome.status, 5);
+            EXPECT_EQ(text, "File not found.\r\n");
+        }
+        EXPECT_EQ(ridgeIsConnected(context.get()), 0);
+        EXPECT_EQ(ridgeConnectCOM("COM3", context.get()), 0);
+        EXPECT_EQ(ridgeIsConnected(context.get()), 1);
+    }
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_GT(outOfMemory, 0U);
+    EXPECT_EQ(scanner.openPorts(), 0);
+}
+
+void ignoreLine(std::int32_t, const char*, void*) {}
+
+TEST(CreateDeviceContextWithoutMemory, GivesNull) {
+    const AllocationRefusal refusal(1);
+    EXPECT_EQ(ridgeCreateDeviceContext(), nullptr);
+}
+
+TEST(SetLoggerWithoutMemory, GivesStatus4_AndLeavesNoLogger) {
+    std::size_t allocation = 0;
+    Outcome outcome{0, true};
+    while (outcome.refused) {
+        ++allocation;
+        {
+            const AllocationRefusal refusal(allocation);
+            outcome.status = ridgeSetLogger('D', &ignoreLine, nullptr);
+            outcome.refused = refusal.happened();
+        }
+        EXPECT_EQ(outcome.status, outcome.refused ? 4 : 0);
+        EXPECT_EQ(ridgeStartStream(nullptr, nullptr, nullptr, nullptr), 3);
+    }
+    EXPECT_GT(allocation, 1U);
+    removeLogger();
+}
+
+TEST(ErrorBoundaryWithoutMemory, FailureWithALongText_BecomesStatus4WithTheShortText) {
+    ridgeDeviceContext context;
+    context.lastError = "earlier";
+    std::int32_t status = 0;
+    {
+        const AllocationRefusal refusal(1);
+        status = withinBoundary(context, []() -> std::int32_t { throw LongFailure(); });
+        EXPECT_TRUE(refusal.happened());
+    }
+    EXPECT_EQ(status, 4);
+    EXPECT_EQ(context.lastError, std::bad_alloc().what());
+}
+
+TEST(ErrorBoundaryWithoutMemory, ReportOfALongText_BecomesStatus4WithTheShortText) {
+    ridgeDeviceContext context;
+    std::int32_t status = 0;
+    {
+        const AllocationRefusal refusal(1);
+        status = report(context, 13, LongFailure().what());
+    }
+    EXPECT_EQ(status, 4);
+    EXPECT_EQ(context.lastError, std::bad_alloc().what());
+}
+
+TEST(ConnectWithoutMemory, MissingPort_GivesStatus4Or5_AndLeavesTheContextUsable) {
+    expectFailuresToLeaveTheContextUsable();
+}
+
+TEST(ConnectWithoutMemory, MissingPort_LinesThatFindNoMemory_DoNotDisturb) {
+    const LogRecorder log;
+    expectFailuresToLeaveTheContextUsable();
+}
+
+} // namespace
+} // namespace ridge
