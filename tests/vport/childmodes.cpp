@@ -13,11 +13,15 @@ namespace ridge::simulator::tests {
 
 namespace {
 
+int waitToBeKilled() {
+    WaitForSingleObject(GetCurrentProcess(), INFINITE);
+    return 0;
+}
+
 int ownPort(const std::string& number) {
     startDriver(driverFileBesideProgram());
     const VirtualPort port(static_cast<std::uint32_t>(std::stoul(number)));
-    Sleep(INFINITE);
-    return 0;
+    return waitToBeKilled();
 }
 
 int holdHost(const std::string& number) {
@@ -26,8 +30,7 @@ int holdHost(const std::string& number) {
     const OperationPointer wait = host.startWait();
     const OperationPointer write =
         host.startWrite(randomBytes(std::size_t{3} * RIDGE_VPORT_FIFO_SIZE, 1));
-    Sleep(INFINITE);
-    return 0;
+    return waitToBeKilled();
 }
 
 // Succeeds only in a process that somebody else has mended.
