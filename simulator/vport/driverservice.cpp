@@ -94,6 +94,24 @@ void awaitRunning(SC_HANDLE service) {
     throw std::runtime_error("the virtual port driver does not start");
 }
 
+// While the system starts its own services, as in a prefix that is just being used for the first
+// time, the manager refuses to start others.
+void requestStart(SC_HANDLE service, const std::filesystem::path& driverFile) {
+    constexpr DWORD retryInterval = 100;
+    constexpr int retries = 600;
+    for (int attempt = 0; StartServiceW(service, 0, nullptr) == 0; ++attempt) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_SERVICE_ALREADY_RUNNING) {
+            return;
+        }
+        if (error != ERROR_SERVICE_DATABASE_LOCKED || attempt == retries) {
+            SetLastError(error);
+            throwSystemFailure("cannot start the virtual port driver " + driverFile.string());
+        }
+        Sleep(retryInterval);
+    }
+}
+
 void startService(const std::filesystem::path& driverFile) {
     if (!std::filesystem::exists(driverFile)) {
         throw std::runtime_error("there is no virtual port driver at " + driverFile.string());
@@ -104,10 +122,7 @@ void startService(const std::filesystem::path& driverFile) {
         throwSystemFailure("cannot open the service manager");
     }
     const ServiceHandle service = openOrCreateService(manager.get(), driverFile);
-    if (StartServiceW(service.get(), 0, nullptr) == 0 &&
-        GetLastError() != ERROR_SERVICE_ALREADY_RUNNING) {
-        throwSystemFailure("cannot start the virtual port driver " + driverFile.string());
-    }
+    requestStart(service.get(), driverFile);
     awaitRunning(service.get());
 }
 
