@@ -5,11 +5,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
 #include <chrono>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 
 namespace ridge::simulator {
 namespace {
@@ -40,28 +43,36 @@ std::string readFile(const std::string& path) {
     return content.str();
 }
 
+/// Nothing unless all of the text is a number.
+std::optional<std::uint32_t> wholeNumber(std::string_view text) {
+    std::uint32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
 /// "COM7" or "7".
-std::uint32_t portNumber(std::string text) {
-    if (text.rfind("COM", 0) == 0) {
-        text.erase(0, 3);
+std::uint32_t portNumber(std::string_view text) {
+    if (text.starts_with("COM")) {
+        text.remove_prefix(3);
     }
     constexpr std::uint32_t highest = 255;
-    std::uint32_t number = 0;
-    if (!CLI::detail::lexical_cast(text, number) || number < 1 || number > highest) {
+    const std::optional<std::uint32_t> number = wholeNumber(text);
+    if (!number || *number < 1 || *number > highest) {
         throw CLI::ValidationError("--virtual", "takes COM1 to COM255");
     }
-    return number;
+    return *number;
 }
 
 std::optional<Time> fingerDelay(const std::string& text) {
     if (text == "never") {
         return std::nullopt;
     }
-    std::uint32_t milliseconds = 0;
-    if (!CLI::detail::lexical_cast(text, milliseconds)) {
+    const std::optional<std::uint32_t> milliseconds = wholeNumber(text);
+    if (!milliseconds) {
         throw CLI::ValidationError("--finger-delay", "takes milliseconds or never");
     }
-    return std::chrono::milliseconds(milliseconds);
+    return std::chrono::milliseconds(*milliseconds);
 }
 
 } // namespace
@@ -87,14 +98,12 @@ ParsedOptions parseOptions(int argumentCount, const char* const* arguments) {
     app.add_option("--baud", options.baud, "Pace of the line; 0 means without delay")
         ->capture_default_str();
     app.add_option("--seed", options.config.firstFinger.seed,
-                   "The first finger; each capture "
-                   "shows the next")
+                   "The first finger; each capture shows the next")
         ->capture_default_str();
     app.add_option("--pattern", pattern, "Kind of the fingers; without it a mixture")
         ->check(CLI::IsMember(patterns));
     app.add_option("--image", images,
-                   "Picture to deliver instead of a synthetic finger; may be "
-                   "given several times");
+                   "Picture to deliver instead of a synthetic finger; may be given several times");
     app.add_option("--finger-delay", delay,
                    "Milliseconds until a finger lies on the sensor, or never");
     app.add_option("--early-lifts", options.config.finger.earlyLifts,

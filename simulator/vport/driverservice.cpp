@@ -97,18 +97,18 @@ void awaitRunning(SC_HANDLE service) {
 // While the system starts its own services, as in a prefix that is just being used for the first
 // time, the manager refuses to start others.
 void requestStart(SC_HANDLE service, const std::filesystem::path& driverFile) {
-    constexpr DWORD retryInterval = 100;
-    constexpr int retries = 600;
-    for (int attempt = 0; StartServiceW(service, 0, nullptr) == 0; ++attempt) {
+    const auto deadline = std::chrono::steady_clock::now() + startLimit;
+    while (StartServiceW(service, 0, nullptr) == 0) {
         const DWORD error = GetLastError();
         if (error == ERROR_SERVICE_ALREADY_RUNNING) {
             return;
         }
-        if (error != ERROR_SERVICE_DATABASE_LOCKED || attempt == retries) {
-            SetLastError(error);
-            throwSystemFailure("cannot start the virtual port driver " + driverFile.string());
+        if (error != ERROR_SERVICE_DATABASE_LOCKED ||
+            std::chrono::steady_clock::now() >= deadline) {
+            throwSystemFailure("cannot start the virtual port driver " + driverFile.string(),
+                               error);
         }
-        Sleep(retryInterval);
+        std::this_thread::sleep_for(pollInterval);
     }
 }
 

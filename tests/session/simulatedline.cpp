@@ -1,5 +1,6 @@
 #include "simulatedline.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 

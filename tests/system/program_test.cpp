@@ -134,5 +134,18 @@ TEST(RidgeScanner, WrongFault_EndsWithTwoAndSaysWhatIsWrong) {
     EXPECT_NE(result.output.find("unknown fault \"explode\""), std::string::npos) << result.output;
 }
 
+TEST(RidgeScanner, WhatIsNoNumber_IsRefusedWithAWordOnWhatWouldBe) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> wrong{
+        {{"--virtual", "COM0"}, "takes COM1 to COM255"},
+        {{"--virtual", "COM256"}, "takes COM1 to COM255"},
+        {{"--virtual", "COM7x"}, "takes COM1 to COM255"},
+        {{"--virtual", "COM7", "--finger-delay", "soon"}, "takes milliseconds or never"}};
+    for (const auto& [options, text] : wrong) {
+        const ProgramResult result = runProgram("ridge-scanner.exe", options);
+        EXPECT_NE(result.exitStatus, 0UL);
+        EXPECT_NE(result.output.find(text), std::string::npos) << result.output;
+    }
+}
+
 } // namespace
 } // namespace ridge::test
