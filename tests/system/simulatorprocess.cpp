@@ -1,7 +1,11 @@
 #include "simulatorprocess.h"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <chrono>
+#include <cstddef>
+#include <iostream>
 #include <stdexcept>
 #include <utility>
 
@@ -10,6 +14,7 @@ namespace {
 
 constexpr std::chrono::minutes patience{1};
 constexpr std::uint32_t firstPort = 20;
+constexpr std::size_t reportsKept = 50;
 
 /// Numbers are not used twice, so that no test meets another one's port.
 std::uint32_t nextPortNumber() {
@@ -30,6 +35,18 @@ SimulatorProcess::SimulatorProcess(const std::vector<std::string>& options)
                                         [this](std::string line) { onReport(std::move(line)); }) {
     waitForReport("ready");
     control = std::make_unique<simulator::PortControl>(number);
+}
+
+SimulatorProcess::~SimulatorProcess() {
+    if (!testing::Test::HasFailure()) {
+        return;
+    }
+    process.endInput();
+    const unsigned long status = process.wait();
+    std::cerr << "The scanner on COM" << number << " ended with " << status << "; its last reports:\n";
+    for (const std::string& report : lately) {
+        std::cerr << "  " << report << "\n";
+    }
 }
 
 std::string SimulatorProcess::portName() const {
@@ -56,6 +73,10 @@ std::string SimulatorProcess::waitForReport(const std::string& beginning) {
 void SimulatorProcess::onReport(std::string report) {
     {
         const std::lock_guard lock(mutex);
+        lately.push_back(report);
+        if (lately.size() > reportsKept) {
+            lately.pop_front();
+        }
         reports.push_back(std::move(report));
     }
     reported.notify_all();

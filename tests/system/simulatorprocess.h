@@ -19,6 +19,9 @@ public:
     /// Starts `ridge-scanner` with these further options and waits until it is ready.
     explicit SimulatorProcess(const std::vector<std::string>& options = {});
 
+    /// Ends the scanner. What it reported lately is printed when the test has failed.
+    ~SimulatorProcess();
+
     SimulatorProcess(const SimulatorProcess&) = delete;
     SimulatorProcess& operator=(const SimulatorProcess&) = delete;
 
@@ -39,6 +42,8 @@ private:
     std::mutex mutex;
     std::condition_variable reported;
     std::deque<std::string> reports;
+    /// The last reports, taken or not.
+    std::deque<std::string> lately;
     std::unique_ptr<simulator::PortControl> control;
     /// Goes before the rest: its reader calls `onReport`.
     ChildProcess process;
