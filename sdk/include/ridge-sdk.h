@@ -1,7 +1,7 @@
 /**
  * @file ridge-sdk.h
- * @brief Drives a ridge fingerprint scanner on a serial line: connection, information, settings,
- *        captures, host-assisted captures and streams.
+ * @brief Drives a ridge fingerprint scanner on a serial line: discovery, connection, information,
+ *        settings, captures, host-assisted captures and streams.
  *
  * This is the one header of the library. It is plain C11, needs nothing but <stdint.h>, and can be
  * included from C++.
@@ -99,6 +99,32 @@ enum ridgeStatus {
 
 /** A device context: one scanner, its session and the text of the last failure. Opaque. */
 typedef struct ridgeDeviceContext ridgeDeviceContext;
+
+/**
+ * A scanner that was attached when the list was made. The texts are in the system's ANSI code page
+ * and are never NULL.
+ */
+typedef struct ridgeDeviceEntry {
+    /** The COM port as the system names it, such as "COM3" or "COM12". */
+    const char* portName;
+    /** The USB serial number; empty when the system knows none. */
+    const char* serialNumber;
+    /** The system's description of the device; may be empty. */
+    const char* description;
+    /** The manufacturer as the system names it; may be empty. */
+    const char* manufacturer;
+    /** The library's own; leave it alone. An entry copied with it serves ridgeConnect() as well. */
+    void* internal;
+} ridgeDeviceEntry;
+
+/** The scanners that were attached when ridgeQueryDevices() was called. */
+typedef struct ridgeDeviceList {
+    /** `count` entries one after the other; NULL when there are none. */
+    const ridgeDeviceEntry* devices;
+    uint32_t count;
+    /** The library's own; leave it alone. */
+    void* internal;
+} ridgeDeviceList;
 
 /**
  * What the scanner says about itself. The meaning of the texts and values is the scanner's; they
@@ -285,8 +311,61 @@ RIDGE_API void ridgeFreeDeviceContext(ridgeDeviceContext* context);
  */
 RIDGE_API const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* context);
 
+/* ---------------------------------------------------------------- Discovery --------------------
+ */
+
+/**
+ * Lists the scanners that are attached now.
+ *
+ * The list is a snapshot: it does not change when scanners come and go, and belongs to no context.
+ * To notice them, query again, for example when Windows sends WM_DEVICECHANGE. A scanner that
+ * another program has open is listed too. The order is the system's.
+ *
+ * Any thread, also several at once. Blocks as long as the system needs to look through its devices,
+ * usually some milliseconds. No scanner is spoken to.
+ *
+ * @param list  gets the list, also when it is empty; to be released with ridgeFreeDevices()
+ * @return #RIDGE_NULL_ARGUMENT  list is NULL
+ * @return #RIDGE_SUCCESS        what the system does not tell about a device leaves a text empty
+ *
+ * A lack of memory is not turned into a status: std::bad_alloc leaves the function, `*list` is as
+ * it was, and nothing is lost. A program that has to survive it calls from C++.
+ */
+RIDGE_API int32_t ridgeQueryDevices(ridgeDeviceList** list);
+
+/**
+ * Releases a list with its entries and their texts. A session that was opened with one of its
+ * entries goes on.
+ *
+ * Any thread; does not block.
+ *
+ * @param list  a list of ridgeQueryDevices(); NULL is ignored
+ */
+RIDGE_API void ridgeFreeDevices(ridgeDeviceList* list);
+
 /* ---------------------------------------------------------------- Connection -------------------
  */
+
+/**
+ * Opens a session with a scanner of a list and reads its information and settings.
+ *
+ * Opens the port that the scanner had when the list was made. If it was unplugged since, the
+ * connect fails; if another scanner has got that port, the session is with that one.
+ *
+ * Blocks as ridgeConnectCOM() does.
+ *
+ * @param device   an entry of a list that has not been freed; not needed after the call
+ * @param context  a context without a session
+ * @return #RIDGE_NULL_ARGUMENT       context is NULL
+ * @return #RIDGE_CONTEXT_IN_USE      there is a session already, even if its scanner is lost
+ *                                    ("Context in use.")
+ * @return #RIDGE_NULL_ARGUMENT       device is NULL ("'dev' cannot be NULL."), or is not an entry
+ * of a list: its `internal` is NULL ("Invalid state.")
+ * @return the other codes of ridgeConnectCOM()
+ *
+ * After a failure the context is without a session and the port is closed.
+ */
+RIDGE_API int32_t ridgeConnect(const ridgeDeviceEntry* device, ridgeDeviceContext* context);
 
 /**
  * Opens a session with the scanner on a COM port and reads its information and settings.

@@ -3,8 +3,11 @@
 #include "argumentchecks.h"
 #include "defaultfactory.h"
 #include "devicecontext.h"
+#include "deviceenumeration.h"
+#include "devicelist.h"
 #include "errorboundary.h"
 #include "logger.h"
+#include "scanneridentifiers.h"
 #include "statuscode.h"
 #include "version.h"
 
@@ -33,6 +36,10 @@ namespace {
 
 constexpr unsigned firstFeatureBit = 16;
 constexpr std::uint32_t featureMask = 0x1F;
+
+bool isScanner(std::uint16_t vendorId, std::uint16_t productId) {
+    return vendorId == scannerVendorId && productId == scannerProductId;
+}
 
 /// The last step of every connect.
 std::int32_t openSession(ridgeDeviceContext& context, const std::string& portName) {
@@ -99,11 +106,42 @@ const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* context) {
     return context == nullptr ? "" : context->lastError.c_str();
 }
 
+std::int32_t ridgeQueryDevices(ridgeDeviceList** list) {
+    if (list == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    *list = makeDeviceList(enumerateDevices(isScanner)).release();
+    return RIDGE_SUCCESS;
+}
+
+void ridgeFreeDevices(ridgeDeviceList* list) {
+    const DeviceListOwner owner(list);
+}
+
+std::int32_t ridgeConnect(const ridgeDeviceEntry* device, ridgeDeviceContext* context) {
+    if (context == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    return withinBoundary(*context, [&]() -> std::int32_t {
+        if (context->device) {
+            return fail(*context, RIDGE_CONTEXT_IN_USE, "Context in use.");
+        }
+        if (device == nullptr) {
+            return fail(*context, RIDGE_NULL_ARGUMENT, "'dev' cannot be NULL.");
+        }
+        const DeviceRecord* const record = deviceBehind(*device);
+        if (record == nullptr) {
+            return fail(*context, RIDGE_NULL_ARGUMENT, "Invalid state.");
+        }
+        return openSession(*context, record->devicePath);
+    });
+}
+
 std::int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context) {
     if (context == nullptr) {
         return RIDGE_NULL_ARGUMENT;
     }
-    return withinBoundary(*context, [&] {
+    return withinBoundary(*context, [&]() -> std::int32_t {
         if (context->device) {
             return fail(*context, RIDGE_CONTEXT_IN_USE, "Context in use.");
         }
@@ -134,7 +172,7 @@ std::int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* info) {
     if (context == nullptr) {
         return RIDGE_NULL_ARGUMENT;
     }
-    return withinBoundary(*context, [&] {
+    return withinBoundary(*context, [&]() -> std::int32_t {
         if (info == nullptr) {
             return fail(*context, RIDGE_NULL_ARGUMENT, "'info' cannot be NULL.");
         }
@@ -154,7 +192,7 @@ std::int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* info) {
         info->value1 = cached.value1;
         info->value2 = cached.value2;
         info->features = (cached.flags >> firstFeatureBit) & featureMask;
-        return code;
+        return RIDGE_SUCCESS;
     });
 }
 
@@ -162,7 +200,7 @@ std::int32_t ridgeSettingsGet(ridgeDeviceContext* context, ridgeDeviceSettings* 
     if (context == nullptr || settings == nullptr) {
         return RIDGE_NULL_ARGUMENT;
     }
-    return withinBoundary(*context, [&] {
+    return withinBoundary(*context, [&]() -> std::int32_t {
         const std::int32_t code = checkConnected(*context);
         if (code != RIDGE_SUCCESS) {
             return code;
@@ -171,7 +209,7 @@ std::int32_t ridgeSettingsGet(ridgeDeviceContext* context, ridgeDeviceSettings* 
         *settings = {};
         settings->rotation = cached.rotation;
         settings->option = (cached.flags & DeviceSettings::optionFlag) != 0 ? 1 : 0;
-        return code;
+        return RIDGE_SUCCESS;
     });
 }
 
@@ -179,14 +217,14 @@ std::int32_t ridgeSettingsSet(ridgeDeviceContext* context, const ridgeDeviceSett
     if (context == nullptr) {
         return RIDGE_NULL_ARGUMENT;
     }
-    return withinBoundary(*context, [&] {
+    return withinBoundary(*context, [&]() -> std::int32_t {
         const std::int32_t code = firstFailure([&] { return checkSettings(*context, settings); },
                                                [&] { return checkSessionIdle(*context); });
         if (code != RIDGE_SUCCESS) {
             return code;
         }
         context->device->setSettings(settings->rotation, settings->option != 0);
-        return code;
+        return RIDGE_SUCCESS;
     });
 }
 
@@ -196,7 +234,7 @@ std::int32_t ridgeStartCapture(ridgeDeviceContext* context,
     if (context == nullptr) {
         return RIDGE_NULL_ARGUMENT;
     }
-    return withinBoundary(*context, [&] {
+    return withinBoundary(*context, [&]() -> std::int32_t {
         const std::int32_t code = checkCaptureStart(*context, parameters, callbacks);
         if (code != RIDGE_SUCCESS) {
             return code;
@@ -204,7 +242,7 @@ std::int32_t ridgeStartCapture(ridgeDeviceContext* context,
         context->device->startCapture(parameters->fingerPosition, parameters->captureTimeout,
                                       parameters->captureOption, block,
                                       replaceCaptureListener(*context, *callbacks, userContext));
-        return code;
+        return RIDGE_SUCCESS;
     });
 }
 
@@ -216,7 +254,7 @@ std::int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
     if (context == nullptr) {
         return RIDGE_NULL_ARGUMENT;
     }
-    return withinBoundary(*context, [&] {
+    return withinBoundary(*context, [&]() -> std::int32_t {
         const std::int32_t code = checkCaptureStart(*context, parameters, callbacks);
         if (code != RIDGE_SUCCESS) {
             return code;
@@ -224,7 +262,7 @@ std::int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
         context->device->startHostAssistedCapture(
             parameters->fingerPosition, parameters->captureOption, block,
             replaceCaptureListener(*context, *callbacks, userContext));
-        return code;
+        return RIDGE_SUCCESS;
     });
 }
 
@@ -240,7 +278,7 @@ std::int32_t ridgeStartStream(ridgeDeviceContext* context, const std::uint8_t* b
     if (context == nullptr) {
         return RIDGE_NULL_ARGUMENT;
     }
-    return withinBoundary(*context, [&] {
+    return withinBoundary(*context, [&]() -> std::int32_t {
         const std::int32_t code =
             firstFailure([&] { return checkCaptureCallbacks(*context, callbacks); },
                          [&] { return checkSessionIdle(*context); });
@@ -249,7 +287,7 @@ std::int32_t ridgeStartStream(ridgeDeviceContext* context, const std::uint8_t* b
         }
         context->device->startStream(block,
                                      replaceCaptureListener(*context, *callbacks, userContext));
-        return code;
+        return RIDGE_SUCCESS;
     });
 }
 

@@ -10,6 +10,18 @@
     _Static_assert(offsetof(record, field) == (offset), #record "." #field)
 #define SIZE(record, size) _Static_assert(sizeof(record) == (size), #record)
 
+FIELD(ridgeDeviceList, devices, 0);
+FIELD(ridgeDeviceList, count, 8);
+FIELD(ridgeDeviceList, internal, 16);
+SIZE(ridgeDeviceList, 24);
+
+FIELD(ridgeDeviceEntry, portName, 0);
+FIELD(ridgeDeviceEntry, serialNumber, 8);
+FIELD(ridgeDeviceEntry, description, 16);
+FIELD(ridgeDeviceEntry, manufacturer, 24);
+FIELD(ridgeDeviceEntry, internal, 32);
+SIZE(ridgeDeviceEntry, 40);
+
 FIELD(ridgeDeviceInfo, text1, 0);
 FIELD(ridgeDeviceInfo, text2, 8);
 FIELD(ridgeDeviceInfo, text3, 16);
@@ -84,11 +96,17 @@ int main(void) {
     const ridgeDeviceSettings settings = {3, 1};
     ridgeDeviceSettings readSettings;
     ridgeDeviceInfo info;
+    ridgeDeviceList* list = NULL;
     int streamLines = 0;
 
     CHECK(strcmp(ridgeGetSdkVersion(), RIDGE_EXPECTED_VERSION) == 0);
     CHECK(ridgeSetLogger('X', onLog, NULL) == RIDGE_INVALID_ARGUMENT);
     CHECK(ridgeSetLogger('I', onLog, &streamLines) == RIDGE_SUCCESS);
+
+    CHECK(ridgeQueryDevices(NULL) == RIDGE_NULL_ARGUMENT);
+    CHECK(ridgeQueryDevices(&list) == RIDGE_SUCCESS);
+    CHECK(list != NULL);
+    ridgeFreeDevices(list);
 
     ridgeDeviceContext* context = ridgeCreateDeviceContext();
     CHECK(context != NULL);
@@ -106,6 +124,7 @@ int main(void) {
     ridgeHostAssistedCaptureSetResult(context, 1);
     ridgeStopCapture(context);
     CHECK(strcmp(ridgeGetLastErrorDescription(context), "") == 0);
+    CHECK(ridgeConnect(NULL, context) == RIDGE_NULL_ARGUMENT);
     CHECK(ridgeConnectCOM("", context) == RIDGE_NULL_ARGUMENT);
     ridgeDisconnect(context);
     ridgeFreeDeviceContext(context);

@@ -1,10 +1,12 @@
 #include "ridge-sdk.h"
 
 #include "allocations.h"
+#include "attacheddevices.h"
 #include "devicecontext.h"
 #include "errorboundary.h"
 #include "logger.h"
 #include "logrecorder.h"
+#include "scanneridentifiers.h"
 #include "scriptedscanner.h"
 
 #include <gtest/gtest.h>
@@ -20,6 +22,7 @@ namespace ridge {
 namespace {
 
 using test::AllocationRefusal;
+using test::AttachedDevices;
 using test::LogRecorder;
 using test::ScriptedScanner;
 
@@ -125,6 +128,34 @@ TEST(ConnectWithoutMemory, MissingPort_GivesStatus4Or5_AndLeavesTheContextUsable
 TEST(ConnectWithoutMemory, MissingPort_LinesThatFindNoMemory_DoNotDisturb) {
     const LogRecorder log;
     expectFailuresToLeaveTheContextUsable();
+}
+
+TEST(QueryDevicesWithoutMemory, LetsTheExceptionOut_AndLeavesTheCallersPointerAlone) {
+    const DeviceRecord scanner{"COM3 with a name that takes memory",
+                               "a serial number that takes memory",
+                               "a description that takes memory of its own",
+                               "a manufacturer that takes memory of its own",
+                               "a device path that takes memory of its own",
+                               scannerVendorId,
+                               scannerProductId};
+    const AttachedDevices attached({scanner, scanner});
+    ridgeDeviceList* list = nullptr;
+    std::size_t outOfMemory = 0;
+    while (list == nullptr) {
+        const AllocationRefusal refusal(outOfMemory + 1);
+        try {
+            EXPECT_EQ(ridgeQueryDevices(&list), 0);
+            EXPECT_FALSE(refusal.happened());
+        } catch (const std::bad_alloc&) {
+            EXPECT_TRUE(refusal.happened());
+            EXPECT_EQ(list, nullptr);
+            ++outOfMemory;
+        }
+    }
+    // The stand-in's copies and ours have five texts a device.
+    EXPECT_GT(outOfMemory, 20U);
+    EXPECT_EQ(list->count, 2U);
+    ridgeFreeDevices(list);
 }
 
 } // namespace

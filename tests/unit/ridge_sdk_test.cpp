@@ -1,5 +1,6 @@
 #include "ridge-sdk.h"
 
+#include "attacheddevices.h"
 #include "devicecontext.h"
 #include "gate.h"
 #include "hexbytes.h"
@@ -7,6 +8,7 @@
 #include "imageblocks.h"
 #include "journal.h"
 #include "logrecorder.h"
+#include "scanneridentifiers.h"
 #include "scriptedscanner.h"
 
 #include <gmock/gmock.h>
@@ -22,6 +24,7 @@
 namespace ridge {
 namespace {
 
+using test::AttachedDevices;
 using test::Bytes;
 using test::captureBlock;
 using test::Gate;
@@ -150,6 +153,7 @@ TEST(RidgeSdk, GetSdkVersion_Is1_6_3) {
 TEST(RidgeSdk, NullContext_IsStatus3OrIgnored) {
     ridgeDeviceInfo info{};
     ridgeDeviceSettings settings{};
+    EXPECT_EQ(ridgeConnect(nullptr, nullptr), 3);
     EXPECT_EQ(ridgeConnectCOM("COM7", nullptr), 3);
     EXPECT_EQ(ridgeGetInfo(nullptr, &info), 3);
     EXPECT_EQ(ridgeSettingsGet(nullptr, &settings), 3);
@@ -232,6 +236,173 @@ TEST(RidgeSdk, SetLogger_ReplacesCallbackAndThreshold) {
     EXPECT_THAT(first.entries(), ElementsAre(EndsWith("] one")));
     EXPECT_THAT(second.entries(), ElementsAre(EndsWith("] three")));
     EXPECT_THAT(recorder.lines(), IsEmpty());
+}
+
+// ------------------------------------------------------------------------------------- discovery
+
+struct FreeDevices {
+    void operator()(ridgeDeviceList* list) const { ridgeFreeDevices(list); }
+};
+
+using DeviceList = std::unique_ptr<ridgeDeviceList, FreeDevices>;
+
+DeviceList queryDevices() {
+    ridgeDeviceList* list = nullptr;
+    EXPECT_EQ(ridgeQueryDevices(&list), 0);
+    return DeviceList(list);
+}
+
+DeviceRecord scannerOn(const std::string& portName, const std::string& devicePath) {
+    return {portName,   "A1B2C3",        "Ridge scanner", "Ridge",
+            devicePath, scannerVendorId, scannerProductId};
+}
+
+TEST(RidgeSdk, QueryDevices_NullPointer_Is3) {
+    EXPECT_EQ(ridgeQueryDevices(nullptr), 3);
+}
+
+TEST(RidgeSdk, QueryDevices_WithoutScanner_GivesAnEmptyListThatCanBeFreed) {
+    const DeviceList list = queryDevices();
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->devices, nullptr);
+    EXPECT_EQ(list->count, 0U);
+    EXPECT_EQ(list->internal, nullptr);
+}
+
+TEST(RidgeSdk, QueryDevices_TakesOnlyTheScannersIdentifiers) {
+    constexpr auto otherVendor = static_cast<std::uint16_t>(scannerVendorId + 1);
+    constexpr auto otherProduct = static_cast<std::uint16_t>(scannerProductId + 1);
+    const AttachedDevices attached({{"COM1", "", "", "", "", otherVendor, scannerProductId},
+                                    {"COM2", "", "", "", "", scannerVendorId, otherProduct},
+                                    {"COM3", "", "", "", "", scannerProductId, scannerVendorId},
+                                    scannerOn("COM4", "COM4"),
+                                    {"COM5", "", "", "", "", 0, 0}});
+    const DeviceList list = queryDevices();
+    ASSERT_EQ(list->count, 1U);
+    EXPECT_STREQ(list->devices[0].portName, "COM4");
+    EXPECT_STREQ(list->devices[0].serialNumber, "A1B2C3");
+    EXPECT_STREQ(list->devices[0].description, "Ridge scanner");
+    EXPECT_STREQ(list->devices[0].manufacturer, "Ridge");
+}
+
+TEST(RidgeSdk, QueryDevices_EachCall_IsASnapshotOfItsOwn) {
+    DeviceList first;
+    {
+        const AttachedDevices attached({scannerOn("COM4", "COM4")});
+        first = queryDevices();
+    }
+    const DeviceList second = queryDevices();
+    EXPECT_EQ(second->count, 0U);
+    ASSERT_EQ(first->count, 1U);
+    EXPECT_STREQ(first->devices[0].portName, "COM4");
+}
+
+TEST(RidgeSdk, QueryDevices_FromSeveralThreads_AreIndependent) {
+    const AttachedDevices attached({scannerOn("COM4", "COM4"), scannerOn("COM5", "COM5")});
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < 4; ++caller) {
+        callers.emplace_back([] { EXPECT_EQ(queryDevices()->count, 2U); });
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+}
+
+TEST_F(RidgeSdkTest, QueryDevices_WritesNoTextToAContext) {
+    leaveText();
+    EXPECT_EQ(ridgeQueryDevices(nullptr), 3);
+    queryDevices();
+    EXPECT_EQ(lastError(), earlierText);
+}
+
+TEST(RidgeSdk, FreeDevices_OfNull_DoesNothing) {
+    ridgeFreeDevices(nullptr);
+}
+
+// --------------------------------------------------------------------------------------- connect
+
+TEST_F(RidgeSdkTest, Connect_OpensTheEntrysDevicePath) {
+    const AttachedDevices attached({scannerOn("COM12", port)});
+    const DeviceList list = queryDevices();
+    EXPECT_EQ(ridgeConnect(list->devices, context.get()), 0) << lastError();
+    EXPECT_THAT(scanner.requests.entries(), ElementsAre("30", "15"));
+    EXPECT_EQ(ridgeIsConnected(context.get()), 1);
+}
+
+TEST_F(RidgeSdkTest, Connect_TheListMayGoAfterwards) {
+    const AttachedDevices attached({scannerOn("COM7", port)});
+    DeviceList list = queryDevices();
+    ASSERT_EQ(ridgeConnect(list->devices, context.get()), 0) << lastError();
+    list.reset();
+    const ridgeDeviceSettings settings{1, 0};
+    EXPECT_EQ(ridgeSettingsSet(context.get(), &settings), 0) << lastError();
+}
+
+TEST_F(RidgeSdkTest, Connect_WithACopyOfAnEntry_IsTheSame) {
+    const AttachedDevices attached({scannerOn("COM7", port)});
+    const DeviceList list = queryDevices();
+    const ridgeDeviceEntry copy = list->devices[0];
+    EXPECT_EQ(ridgeConnect(&copy, context.get()), 0) << lastError();
+}
+
+TEST_F(RidgeSdkTest, Connect_NullEntry_Fails3) {
+    EXPECT_EQ(ridgeConnect(nullptr, context.get()), 3);
+    EXPECT_EQ(lastError(), "'dev' cannot be NULL.");
+}
+
+TEST_F(RidgeSdkTest, Connect_EntryWithoutDevice_Fails3) {
+    const ridgeDeviceEntry entry{port, "", "", "", nullptr};
+    EXPECT_EQ(ridgeConnect(&entry, context.get()), 3);
+    EXPECT_EQ(lastError(), "Invalid state.");
+    EXPECT_EQ(scanner.openPorts(), 0);
+}
+
+TEST_F(RidgeSdkTest, Connect_ContextInUse_ComesBeforeTheNullEntryAndTheOneWithoutDevice) {
+    connect();
+    const ridgeDeviceEntry entry{};
+    EXPECT_EQ(ridgeConnect(nullptr, context.get()), 8);
+    EXPECT_EQ(lastError(), "Context in use.");
+    EXPECT_EQ(ridgeConnect(&entry, context.get()), 8);
+    EXPECT_EQ(lastError(), "Context in use.");
+}
+
+TEST_F(RidgeSdkTest, Connect_OnAConnectedContext_Fails8AndTheSessionKeepsWorking) {
+    const ScriptedScanner other("COM8");
+    const AttachedDevices attached({scannerOn("COM8", "COM8")});
+    connect();
+    const DeviceList list = queryDevices();
+    EXPECT_EQ(ridgeConnect(list->devices, context.get()), 8);
+    EXPECT_EQ(lastError(), "Context in use.");
+    EXPECT_EQ(other.openPorts(), 0);
+    const ridgeDeviceSettings settings{1, 0};
+    EXPECT_EQ(ridgeSettingsSet(context.get(), &settings), 0);
+    EXPECT_THAT(scanner.requests.entries(), ElementsAre("16 01 00 00 00 00"));
+}
+
+TEST_F(RidgeSdkTest, Connect_AfterTheScannerIsLost_Fails8UntilDisconnected) {
+    const AttachedDevices attached({scannerOn("COM7", port)});
+    const DeviceList list = queryDevices();
+    connect();
+    loseScanner();
+    EXPECT_EQ(ridgeConnect(list->devices, context.get()), 8);
+    ridgeDisconnect(context.get());
+    EXPECT_EQ(ridgeConnect(list->devices, context.get()), 0) << lastError();
+}
+
+TEST_F(RidgeSdkTest, Connect_ToAScannerThatHasGone_Fails5AndHoldsNoSession) {
+    const AttachedDevices attached({scannerOn("COM99", "COM99")});
+    const DeviceList list = queryDevices();
+    EXPECT_EQ(ridgeConnect(list->devices, context.get()), 5);
+    EXPECT_EQ(lastError(), "File not found.\r\n");
+    EXPECT_EQ(context->device, nullptr);
+}
+
+TEST_F(RidgeSdkTest, Connect_ClearsTheTextOfAnEarlierFailure) {
+    const AttachedDevices attached({scannerOn("COM7", port)});
+    const DeviceList list = queryDevices();
+    leaveText();
+    ASSERT_EQ(ridgeConnect(list->devices, context.get()), 0) << lastError();
+    EXPECT_EQ(lastError(), "");
 }
 
 // ---------------------------------------------------------------------------------- connectCOM
