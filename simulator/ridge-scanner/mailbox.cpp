@@ -13,6 +13,14 @@ void Mailbox::putBytes(const std::uint8_t* bytes, std::size_t size) {
     arrived.notify_one();
 }
 
+void Mailbox::putCommand(std::string command) {
+    {
+        const std::lock_guard lock(mutex);
+        waiting.commands.push_back(std::move(command));
+    }
+    arrived.notify_one();
+}
+
 void Mailbox::end() {
     {
         const std::lock_guard lock(mutex);
@@ -23,7 +31,9 @@ void Mailbox::end() {
 
 Mail Mailbox::takeUntil(std::optional<Time> deadline) {
     std::unique_lock lock(mutex);
-    const auto hasMail = [this] { return waiting.ended || !waiting.bytes.empty(); };
+    const auto hasMail = [this] {
+        return waiting.ended || !waiting.bytes.empty() || !waiting.commands.empty();
+    };
     if (deadline) {
         using Clock = std::chrono::steady_clock;
         const Clock::time_point moment(std::chrono::duration_cast<Clock::duration>(*deadline));

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace ridge::simulator {
@@ -13,14 +14,17 @@ namespace ridge::simulator {
 /// What has come for the scanner since it last looked.
 struct Mail {
     std::vector<std::uint8_t> bytes;
+    /// Lines of whoever runs it.
+    std::vector<std::string> commands;
     /// The scanner is to end.
     bool ended = false;
 };
 
-/// Hands bytes from the line to the thread that runs the scanner.
+/// Hands bytes from the line, and commands, to the thread that runs the scanner.
 class Mailbox {
 public:
     void putBytes(const std::uint8_t* bytes, std::size_t size);
+    void putCommand(std::string command);
     void end();
 
     /// Waits for mail, at most until the given moment of the monotonic clock, and takes it.

@@ -6,7 +6,7 @@
 #include "scannerloop.h"
 #include "scannermodel.h"
 #include "serialline.h"
-#include "virtualport.h"
+#include "usbattachment.h"
 
 #include <windows.h>
 
@@ -28,25 +28,40 @@ BOOL WINAPI endOnInterruption(DWORD) {
     return TRUE;
 }
 
-/// Ends the scanner with its standard input, so that whoever started it need not find it again.
-/// The thread goes with the process.
+/// Hands the lines of the standard input to the scanner and ends it with its input, so that whoever
+/// started it need not find it again. The thread goes with the process.
 void watchInput() {
     std::thread([] {
         std::string line;
         while (std::getline(std::cin, line)) {
+            mailbox.putCommand(line);
         }
         mailbox.end();
     }).detach();
 }
 
+void obey(const std::string& command, UsbAttachment* cable, ScannerLoop& loop) {
+    if (cable != nullptr && command == "unplug") {
+        cable->unplug();
+        loop.cutLine();
+        std::cout << "unplugged" << std::endl;
+    } else if (cable != nullptr && command == "plug") {
+        cable->plug();
+        std::cout << "plugged in" << std::endl;
+    } else {
+        std::cerr << "ridge-scanner: no such command: \"" << command
+                  << "\"; with --virtual there are \"unplug\" and \"plug\"" << std::endl;
+    }
+}
+
 void run(const ScannerOptions& options) {
-    std::unique_ptr<VirtualPort> virtualPort;
+    std::unique_ptr<UsbAttachment> cable;
     std::string lineName = options.port;
     std::string hostName = options.port;
     if (options.virtualPort != 0) {
         startDriver(driverFileBesideProgram());
-        virtualPort = std::make_unique<VirtualPort>(options.virtualPort);
-        lineName = virtualPort->lineName();
+        cable = std::make_unique<UsbAttachment>(options.virtualPort, options.usb);
+        lineName = cable->lineName();
         hostName = "COM" + std::to_string(options.virtualPort);
     }
     ScannerModel model(options.config);
@@ -63,8 +78,9 @@ void run(const ScannerOptions& options) {
             std::cerr << "ridge-scanner: " << failure.what() << std::endl;
         }
     });
+    loop.setCommandHandler([&](const std::string& command) { obey(command, cable.get(), loop); });
     SetConsoleCtrlHandler(endOnInterruption, TRUE);
-    if (options.endWithInput) {
+    if (options.commands) {
         watchInput();
     }
     std::cout << "ready on " << hostName << std::endl;

@@ -2,9 +2,11 @@
 
 #include "faults.h"
 #include "imagefile.h"
+#include "scanneridentifiers.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <fstream>
@@ -75,10 +77,40 @@ std::optional<Time> fingerDelay(const std::string& text) {
     return std::chrono::milliseconds(*milliseconds);
 }
 
+std::string defaultSerialNumber(std::uint32_t virtualPort) {
+    constexpr std::size_t digits = 6;
+    const std::string number = std::to_string(virtualPort);
+    return "RS-" + std::string(digits - number.size(), '0') + number;
+}
+
+/// The system puts serial numbers into identifiers, where these characters have a meaning.
+void checkSerialNumber(const std::string& serialNumber) {
+    const auto allowed = [](char character) {
+        return character > ' ' && character < '\x7F' && character != '\\' && character != '&' &&
+               character != ',';
+    };
+    constexpr std::size_t longest = 100;
+    if (serialNumber.empty() || serialNumber.size() > longest ||
+        !std::all_of(serialNumber.begin(), serialNumber.end(), allowed)) {
+        throw CLI::ValidationError("--serial",
+                                   "takes 1 to 100 visible characters but none of \\ & ,");
+    }
+}
+
+void addUsbOptions(CLI::App& app, UsbIdentity& usb) {
+    auto* group = app.add_option_group("usb", "What the system lists at a virtual port");
+    group->add_option("--vendor-id", usb.vendorId, "USB vendor identifier");
+    group->add_option("--product-id", usb.productId, "USB product identifier");
+    group->add_option("--description", usb.description, "Description")->capture_default_str();
+    group->add_option("--manufacturer", usb.manufacturer, "Manufacturer")->capture_default_str();
+}
+
 } // namespace
 
 ParsedOptions parseOptions(int argumentCount, const char* const* arguments) {
     ScannerOptions options;
+    options.usb = {scannerVendorId, scannerProductId, "", "Ridge Scanner", "Ridge"};
+    std::string serialNumber;
     std::string virtualPort;
     std::string delay;
     std::string pattern;
@@ -95,6 +127,9 @@ ParsedOptions parseOptions(int argumentCount, const char* const* arguments) {
         "Create a virtual COM port for the host, such as COM7 (needs the port driver)");
     line->add_option("--port", options.port,
                      "Sit at a COM port, such as one end of a null-modem pair");
+    app.add_option("--serial", serialNumber,
+                   "Serial number; without it RS- and the virtual port's number");
+    addUsbOptions(app, options.usb);
     app.add_option("--baud", options.baud, "Pace of the line; 0 means without delay")
         ->capture_default_str();
     app.add_option("--seed", options.config.firstFinger.seed,
@@ -111,13 +146,21 @@ ParsedOptions parseOptions(int argumentCount, const char* const* arguments) {
         ->capture_default_str();
     app.add_option("--fault", faults, "A fault, see below; may be given several times");
     app.add_option("--script", script, "File with a fault per line")->check(CLI::ExistingFile);
-    app.add_flag("--end-with-input", options.endWithInput, "End when the standard input ends");
+    app.add_flag("--commands", options.commands,
+                 "Take commands from the standard input: unplug, plug; its end is the scanner's");
     app.add_flag("--verbose", options.verbose, "Report every answer");
 
     try {
         app.parse(argumentCount, arguments);
         if (!virtualPort.empty()) {
             options.virtualPort = portNumber(virtualPort);
+            options.usb.serialNumber = defaultSerialNumber(options.virtualPort);
+            options.config.identity.texts[1] = options.usb.serialNumber;
+        }
+        if (app.count("--serial") != 0) {
+            checkSerialNumber(serialNumber);
+            options.usb.serialNumber = serialNumber;
+            options.config.identity.texts[1] = serialNumber;
         }
         if (!delay.empty()) {
             options.config.finger.delay = fingerDelay(delay);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "scannerconfig.h"
+#include "usbattachment.h"
 
 #include <cstdint>
 #include <optional>
@@ -15,8 +16,11 @@ struct ScannerOptions {
     std::string port;
     /// The number of a virtual COM port to create for the host.
     std::uint32_t virtualPort = 0;
+    /// What the system is told of the device at the virtual port.
+    UsbIdentity usb;
     std::uint32_t baud = 115200;
-    bool endWithInput = false;
+    /// Take commands from the standard input and end with it.
+    bool commands = false;
     bool verbose = false;
     ScannerConfig config;
 };

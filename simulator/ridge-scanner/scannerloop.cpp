@@ -29,6 +29,9 @@ void ScannerLoop::run() {
         if (mail.ended) {
             return;
         }
+        for (const std::string& command : mail.commands) {
+            obey(command);
+        }
         const Time now = monotonicNow();
         fromHost.put(mail.bytes, now);
         model.receive(fromHost.take(now), now);
@@ -39,6 +42,12 @@ void ScannerLoop::run() {
             write(out);
         }
     }
+}
+
+void ScannerLoop::cutLine() {
+    fromHost.clear();
+    toHost.clear();
+    model.disconnect();
 }
 
 std::optional<Time> ScannerLoop::nextDeadline() const {
@@ -56,6 +65,11 @@ std::vector<std::uint8_t> ScannerLoop::Lane::take(Time now) {
     std::vector<std::uint8_t> crossed(bytes.begin(), end);
     bytes.erase(bytes.begin(), end);
     return crossed;
+}
+
+void ScannerLoop::Lane::clear() {
+    pacer.clear();
+    bytes.clear();
 }
 
 } // namespace ridge::simulator

@@ -8,6 +8,8 @@
 #include <deque>
 #include <functional>
 #include <span>
+#include <string>
+#include <utility>
 
 namespace ridge::simulator {
 
@@ -16,12 +18,19 @@ namespace ridge::simulator {
 class ScannerLoop {
 public:
     using Write = std::function<void(std::span<const std::uint8_t>)>;
+    using Obey = std::function<void(const std::string& command)>;
 
     /// Baud 0 is a line without delay.
     ScannerLoop(ScannerModel& model, Mailbox& mailbox, std::uint32_t baud, Write write);
 
+    /// Is called on the thread that runs the loop. Without it, commands are passed over.
+    void setCommandHandler(Obey handler) { obey = std::move(handler); }
+
     /// Returns when the mailbox says that the scanner is to end.
     void run();
+
+    /// The line has been cut: what is under way is lost, and the scanner forgets its host.
+    void cutLine();
 
 private:
     /// Bytes under way in one direction.
@@ -31,6 +40,7 @@ private:
         void put(std::span<const std::uint8_t> bytes, Time now);
         /// What has crossed the line by now.
         std::vector<std::uint8_t> take(Time now);
+        void clear();
 
         LinePacer pacer;
         std::deque<std::uint8_t> bytes;
@@ -41,6 +51,7 @@ private:
     ScannerModel& model;
     Mailbox& mailbox;
     Write write;
+    Obey obey = [](const std::string&) {};
     Lane fromHost;
     Lane toHost;
 };

@@ -66,6 +66,16 @@ ChildProcess::~ChildProcess() {
     wait();
 }
 
+void ChildProcess::writeLine(const std::string& line) {
+    const std::string text = line + "\n";
+    DWORD written = 0;
+    if (WriteFile(input.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ==
+        0) {
+        throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
+                                "writing to a program");
+    }
+}
+
 unsigned long ChildProcess::wait() {
     const unsigned long status = process->wait();
     if (reader.joinable()) {

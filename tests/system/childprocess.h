@@ -25,7 +25,11 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    /// Writes a line to the program's standard input.
+    void writeLine(const std::string& line);
     void endInput() { input.reset(); }
+    /// Ends the program as a crash would.
+    void kill() { process->kill(); }
     /// Waits for the program's end and that of its output, and gives its exit status.
     unsigned long wait();
 

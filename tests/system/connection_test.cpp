@@ -45,7 +45,7 @@ TEST(Connection, PortThatAnotherContextHolds_IsRefusedBySystem) {
 }
 
 TEST(Connection, Info_IsTheScannersOwn) {
-    SimulatorProcess scanner({"--baud", "0"});
+    SimulatorProcess scanner({"--baud", "0", "--serial", "RS-000123"});
     Host host;
     ASSERT_EQ(host.connect(scanner.portName()), RIDGE_SUCCESS) << host.lastError();
     ridgeDeviceInfo info{};

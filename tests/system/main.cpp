@@ -1,3 +1,4 @@
+#include "deviceregistration.h"
 #include "driverservice.h"
 #include "openresult.h"
 #include "pendingstatus.h"
@@ -14,6 +15,8 @@ int main(int argumentCount, char** arguments) {
         ridge::simulator::mendPendingStatus();
         ridge::simulator::mendOpenResult();
         ridge::simulator::startDriver(ridge::simulator::driverFileBesideProgram());
+        // Of simulators that were killed earlier.
+        ridge::simulator::removeForsakenDevices();
     } catch (const std::exception& failure) {
         std::cerr << "the virtual port driver does not start: " << failure.what() << '\n';
         return 1;

@@ -23,8 +23,7 @@ std::uint32_t nextPortNumber() {
 }
 
 std::vector<std::string> withPort(std::uint32_t number, std::vector<std::string> options) {
-    options.insert(options.end(),
-                   {"--end-with-input", "--virtual", "COM" + std::to_string(number)});
+    options.insert(options.end(), {"--commands", "--virtual", "COM" + std::to_string(number)});
     return options;
 }
 
@@ -43,14 +42,29 @@ SimulatorProcess::~SimulatorProcess() {
     }
     process.endInput();
     const unsigned long status = process.wait();
-    std::cerr << "The scanner on COM" << number << " ended with " << status << "; its last reports:\n";
+    std::cerr << "The scanner on COM" << number << " ended with " << status
+              << "; its last reports:\n";
     for (const std::string& report : lately) {
         std::cerr << "  " << report << "\n";
     }
 }
 
 std::string SimulatorProcess::portName() const {
-    return R"(\\.\COM)" + std::to_string(number);
+    return R"(\\.\)" + comPort();
+}
+
+std::string SimulatorProcess::comPort() const {
+    return "COM" + std::to_string(number);
+}
+
+void SimulatorProcess::unplug() {
+    process.writeLine("unplug");
+    waitForReport("unplugged");
+}
+
+void SimulatorProcess::plug() {
+    process.writeLine("plug");
+    waitForReport("plugged in");
 }
 
 std::string SimulatorProcess::waitForReport(const std::string& beginning) {

@@ -28,6 +28,16 @@ public:
     /// The name that a host opens.
     [[nodiscard]] std::string portName() const;
 
+    /// The port's name as the system lists it.
+    [[nodiscard]] std::string comPort() const;
+
+    /// Pulls the cable, or plugs it in, and waits until that is done.
+    void unplug();
+    void plug();
+
+    /// Ends the scanner as a crash would.
+    void kill() { process.kill(); }
+
     /// What goes wrong on the port itself.
     [[nodiscard]] simulator::PortControl& port() { return *control; }
 
