@@ -12,16 +12,21 @@ static void onImage(const ridgeCaptureResult* image, void* done) {
     SetEvent(done);
 }
 
-int main(int count, char** arguments) {
+int main(void) {
     const ridgeCaptureParameters parameters = {1, 10000, 1};
     const ridgeCaptureCallbacks callbacks = {onError, onImage, NULL};
     HANDLE done = CreateEventA(NULL, TRUE, FALSE, NULL);
     ridgeDeviceContext* scanner = ridgeCreateDeviceContext();
-    if (ridgeConnectCOM(count > 1 ? arguments[1] : "COM7", scanner) == RIDGE_SUCCESS &&
-        ridgeStartCapture(scanner, &parameters, NULL, &callbacks, done) == RIDGE_SUCCESS)
+    ridgeDeviceList* list = NULL;
+    ridgeQueryDevices(&list);
+    if (list->count == 0)
+        printf("no scanner is attached\n");
+    else if (ridgeConnect(&list->devices[0], scanner) == RIDGE_SUCCESS &&
+             ridgeStartCapture(scanner, &parameters, NULL, &callbacks, done) == RIDGE_SUCCESS)
         WaitForSingleObject(done, INFINITE);
     else
         printf("%s\n", ridgeGetLastErrorDescription(scanner));
+    ridgeFreeDevices(list);
     ridgeFreeDeviceContext(scanner);
     CloseHandle(done);
     return 0;

@@ -46,10 +46,46 @@ bool isPng(const std::string& path) {
 }
 
 TEST(RidgeProgram, Info_ShowsWhatTheScannerSays) {
-    SimulatorProcess scanner({"--baud", "0"});
+    SimulatorProcess scanner({"--baud", "0", "--serial", "RS-000123"});
     const ProgramResult result = runProgram("ridge.exe", {"info", "--port", scanner.portName()});
     EXPECT_EQ(result.exitStatus, 0UL) << result.output;
     EXPECT_NE(result.output.find("RS-000123"), std::string::npos) << result.output;
+}
+
+TEST(RidgeProgram, List_ShowsTheAttachedScanners) {
+    EXPECT_EQ(runProgram("ridge.exe", {"list"}).output, "no scanner is attached\n");
+    const SimulatorProcess scanner({"--serial", "A1B2C3"});
+    const ProgramResult result = runProgram("ridge.exe", {"list"});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_EQ(result.output, "PORT   SERIAL NUMBER  DESCRIPTION    MANUFACTURER\n" +
+                                 scanner.comPort() + "  A1B2C3         Ridge Scanner  Ridge\n");
+}
+
+TEST(RidgeProgram, Scanner_IsChosenBySerialNumberOrBecauseItIsTheOnlyOne) {
+    const SimulatorProcess first({"--baud", "0", "--serial", "FIRST"});
+    EXPECT_EQ(runProgram("ridge.exe", {"info"}).exitStatus, 0UL);
+    const SimulatorProcess second({"--baud", "0", "--serial", "SECOND"});
+    const ProgramResult chosen = runProgram("ridge.exe", {"info", "--serial", "SECOND"});
+    EXPECT_EQ(chosen.exitStatus, 0UL) << chosen.output;
+    EXPECT_NE(chosen.output.find("Text 2:   SECOND\n"), std::string::npos) << chosen.output;
+    const ProgramResult unclear = runProgram("ridge.exe", {"info"});
+    EXPECT_EQ(unclear.exitStatus, 1UL);
+    EXPECT_NE(unclear.output.find("2 scanners are attached"), std::string::npos) << unclear.output;
+    EXPECT_NE(unclear.output.find("  FIRST  "), std::string::npos) << unclear.output;
+    EXPECT_NE(unclear.output.find("  SECOND  "), std::string::npos) << unclear.output;
+}
+
+TEST(RidgeProgram, NoScanner_EndsWithTwo) {
+    const ProgramResult result = runProgram("ridge.exe", {"info"});
+    EXPECT_EQ(result.exitStatus, 2UL);
+    EXPECT_NE(result.output.find("no scanner is attached"), std::string::npos) << result.output;
+}
+
+TEST(RidgeProgram, Version_NamesTheScannersIdentifiers) {
+    const ProgramResult result = runProgram("ridge.exe", {"--version"});
+    EXPECT_NE(result.output.find("scanners: USB vendor 0x1209, product 0x0001\n"),
+              std::string::npos)
+        << result.output;
 }
 
 TEST(RidgeProgram, Capture_LeavesAPicture) {
@@ -120,9 +156,13 @@ TEST(RidgeProgram, WrongOption_EndsWithOne) {
     EXPECT_EQ(runProgram("ridge.exe", {"capture", "--no-such-option"}).exitStatus, 1UL);
 }
 
+TEST(Examples, Capture_WithoutScanner_SaysSo) {
+    EXPECT_EQ(runProgram("example-capture.exe", {}).output, "no scanner is attached\n");
+}
+
 TEST(Examples, Capture_PrintsTheImagesSize) {
-    SimulatorProcess scanner({"--baud", "0"});
-    const ProgramResult result = runProgram("example-capture.exe", {scanner.portName()});
+    const SimulatorProcess scanner({"--baud", "0"});
+    const ProgramResult result = runProgram("example-capture.exe", {});
     EXPECT_EQ(result.exitStatus, 0UL) << result.output;
     EXPECT_EQ(result.output, "300 x 400 pixels, 120000 bytes\n");
 }

@@ -32,9 +32,49 @@ bool contains(const std::string& text, const std::string& part) {
 
 } // namespace
 
-TEST(CommandLine, Info_TakesThePort) {
-    EXPECT_EQ(parsed<InfoOptions>({"info", "--port", "COM7"}).port, "COM7");
-    EXPECT_EQ(parsed<InfoOptions>({"info", "--port=\\\\.\\COM12"}).port, "\\\\.\\COM12");
+TEST(CommandLine, Port_IsTakenAsItStands) {
+    EXPECT_EQ(parsed<InfoOptions>({"info", "--port", "COM7"}).scanner.port, "COM7");
+    EXPECT_EQ(parsed<InfoOptions>({"info", "--port=\\\\.\\COM12"}).scanner.port, "\\\\.\\COM12");
+}
+
+TEST(CommandLine, EveryScannerCommand_TakesPortOrSerialNumberOrNeither) {
+    const auto choice = [](const CommandLine& line) {
+        return std::visit(
+            [](const auto& options) -> ScannerChoice {
+                if constexpr (requires { options.scanner; }) {
+                    return options.scanner;
+                }
+                return {"no scanner command", "no scanner command"};
+            },
+            line.command);
+    };
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"info"},
+                                                    {"settings"},
+                                                    {"capture", "-o", "f.png"},
+                                                    {"stream", "-o", "d", "--count", "1"}}) {
+        const auto with = [&](const std::vector<std::string>& more) {
+            std::vector<std::string> arguments = command;
+            arguments.insert(arguments.end(), more.begin(), more.end());
+            return arguments;
+        };
+        const ScannerChoice port = choice(parseCommandLine(with({"--port", "COM7"})));
+        EXPECT_EQ(port.port, "COM7");
+        EXPECT_FALSE(port.serialNumber);
+        const ScannerChoice serial = choice(parseCommandLine(with({"--serial", "RS-1"})));
+        EXPECT_FALSE(serial.port);
+        EXPECT_EQ(serial.serialNumber, "RS-1");
+        const ScannerChoice neither = choice(parseCommandLine(command));
+        EXPECT_FALSE(neither.port);
+        EXPECT_FALSE(neither.serialNumber);
+        EXPECT_NE(usageError(with({"--port", "COM7", "--serial", "RS-1"})), "");
+        EXPECT_NE(usageError(with({"--serial", ""})), "");
+    }
+}
+
+TEST(CommandLine, List_TakesNoScanner) {
+    EXPECT_TRUE(std::holds_alternative<ListOptions>(parseCommandLine({"list"}).command));
+    EXPECT_TRUE(parseCommandLine({"list", "--json"}).json);
+    EXPECT_NE(usageError({"list", "--port", "COM7"}), "");
 }
 
 TEST(CommandLine, Settings_WithoutValues_OnlyShows) {
@@ -119,11 +159,12 @@ TEST(CommandLine, Version_NeedsNoCommand) {
 
 TEST(CommandLine, Help_OfEveryCommand_ListsTheExitStatuses) {
     EXPECT_TRUE(contains(helpText({"--help"}), "Usage: ridge [OPTIONS]"));
-    for (const std::string command : {"info", "settings", "capture", "stream"}) {
+    for (const std::string command : {"list", "info", "settings", "capture", "stream"}) {
         EXPECT_TRUE(contains(helpText({"--help"}), "\n  " + command));
         const std::string text = helpText({command, "--help"});
         EXPECT_TRUE(contains(text, "Usage: ridge " + command + " [OPTIONS]")) << text;
-        EXPECT_TRUE(contains(text, "--port"));
+        EXPECT_EQ(contains(text, "--port"), command != "list");
+        EXPECT_EQ(contains(text, "--serial"), command != "list");
         EXPECT_TRUE(contains(text, "Exit status:"));
         EXPECT_TRUE(contains(text, "130  interrupted"));
     }
@@ -141,9 +182,6 @@ TEST(CommandLine, TwoCommands_AreAnError) {
 }
 
 TEST(CommandLine, MissingRequiredOption_IsAnError) {
-    for (const std::string command : {"info", "settings", "capture", "stream"}) {
-        EXPECT_EQ(usageError({command}), "--port is required");
-    }
     EXPECT_EQ(usageError({"capture", "--port", "COM7"}), "--output is required");
     EXPECT_EQ(usageError({"stream", "--port", "COM7", "--count", "1"}), "--output is required");
     EXPECT_EQ(usageError({"stream", "--port", "COM7", "-o", "d"}), "--count is required");

@@ -34,6 +34,16 @@ std::int32_t result(ridgeDeviceContext& context, std::int32_t status) {
     return status;
 }
 
+std::int32_t connect(ridgeDeviceContext& context, const std::string& call) {
+    library->calls.push_back(call);
+    if (library->onConnect) {
+        library->onConnect();
+    }
+    context.connected = library->connectStatus == RIDGE_SUCCESS;
+    context.settings = library->settings;
+    return result(context, library->connectStatus);
+}
+
 std::int32_t start(ridgeDeviceContext& context, const std::string& call, const std::uint8_t* block,
                    const ridgeCaptureCallbacks& callbacks, void* userContext) {
     library->calls.push_back(call);
@@ -128,6 +138,7 @@ FakeLibrary::~FakeLibrary() {
 
 } // namespace ridge::test
 
+using ridge::test::connect;
 using ridge::test::result;
 using ridge::test::start;
 
@@ -155,16 +166,35 @@ const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* context) {
     return context->error.c_str();
 }
 
-std::int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context) {
-    library->calls.push_back(std::string("connect ") + comPort);
-    if (library->onConnect) {
-        library->onConnect();
+std::int32_t ridgeQueryDevices(ridgeDeviceList** list) {
+    if (library->queryStatus != RIDGE_SUCCESS) {
+        return library->queryStatus;
     }
-    context->connected = library->connectStatus == RIDGE_SUCCESS;
-    context->settings = library->settings;
-    return result(*context, library->connectStatus);
+    auto entries = std::make_unique<std::vector<ridgeDeviceEntry>>();
+    for (ridge::test::AttachedScanner& scanner : library->attached) {
+        entries->push_back({scanner.port.c_str(), scanner.serialNumber.c_str(),
+                            scanner.description.c_str(), scanner.manufacturer.c_str(), &scanner});
+    }
+    const auto count = static_cast<std::uint32_t>(entries->size());
+    *list = new ridgeDeviceList{entries->data(), count, entries.get()};
+    (void)entries.release();
+    ++library->openLists;
+    return RIDGE_SUCCESS;
 }
 
+void ridgeFreeDevices(ridgeDeviceList* list) {
+    --library->openLists;
+    delete static_cast<std::vector<ridgeDeviceEntry>*>(list->internal);
+    delete list;
+}
+
+std::int32_t ridgeConnect(const ridgeDeviceEntry* device, ridgeDeviceContext* context) {
+    return connect(*context, "connect to the scanner on " + std::string(device->portName));
+}
+
+std::int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context) {
+    return connect(*context, std::string("connect ") + comPort);
+}
 std::int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* info) {
     *info = library->info;
     return context->connected ? RIDGE_SUCCESS : RIDGE_NOT_CONNECTED;

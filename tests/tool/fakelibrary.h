@@ -40,6 +40,13 @@ private:
     bool stopped = false;
 };
 
+struct AttachedScanner {
+    std::string port;
+    std::string serialNumber;
+    std::string description = "Ridge Scanner";
+    std::string manufacturer = "Ridge";
+};
+
 /// Takes the library's place at link time. One at a time; its members may be set before the
 /// program runs and read afterwards.
 class FakeLibrary {
@@ -50,6 +57,9 @@ public:
     FakeLibrary(const FakeLibrary&) = delete;
     FakeLibrary& operator=(const FakeLibrary&) = delete;
 
+    /// What is attached.
+    std::vector<AttachedScanner> attached;
+    std::int32_t queryStatus = RIDGE_SUCCESS;
     std::int32_t connectStatus = RIDGE_SUCCESS;
     std::int32_t startStatus = RIDGE_SUCCESS;
     std::int32_t settingsStatus = RIDGE_SUCCESS;
@@ -68,6 +78,8 @@ public:
     ridgeCaptureParameters parameters{};
     std::vector<std::uint8_t> block;
     std::int32_t logLevel = 0;
+    /// Lists that were handed out and not freed.
+    int openLists = 0;
     /// The threads on which operations were stopped.
     std::vector<std::thread::id> stoppingThreads;
 };

@@ -90,12 +90,15 @@ TEST_F(Program, Version_NamesProgramAndLibrary) {
     EXPECT_EQ(run({"--version"}), 0);
     EXPECT_TRUE(contains(output, "ridge "));
     EXPECT_TRUE(contains(output, "\nridge-sdk 9.8.7\n"));
+    EXPECT_TRUE(contains(output, "\nscanners: USB vendor 0x1209, product 0x0001\n"));
     EXPECT_EQ(errors, "");
 }
 
 TEST_F(Program, VersionAsJson_NamesProgramAndLibrary) {
     EXPECT_EQ(run({"--version", "--json"}), 0);
     EXPECT_EQ(json()["library"], "9.8.7");
+    EXPECT_EQ(json()["vendorId"], "0x1209");
+    EXPECT_EQ(json()["productId"], "0x0001");
     EXPECT_EQ(json()["exitStatus"], 0);
 }
 
@@ -106,9 +109,107 @@ TEST_F(Program, Help_GoesToTheOutput) {
 }
 
 TEST_F(Program, UsageError_LeavesTheScannerAlone) {
-    EXPECT_EQ(run({"info"}), 1);
+    EXPECT_EQ(run({"capture"}), 1);
     EXPECT_EQ(output, "");
-    EXPECT_TRUE(contains(errors, "ridge: --port is required\nTry 'ridge info --help'.\n"));
+    EXPECT_TRUE(contains(errors, "ridge: --output is required\nTry 'ridge capture --help'.\n"));
+    EXPECT_EQ(library.calls, Calls{});
+}
+
+TEST_F(Program, List_ShowsATable) {
+    library.attached = {{"COM7", "RS-000007"}, {"COM12", "", "", "Ridge\x1B[2J"}};
+    EXPECT_EQ(run({"list"}), 0);
+    EXPECT_EQ(output, "PORT   SERIAL NUMBER  DESCRIPTION    MANUFACTURER\n"
+                      "COM7   RS-000007      Ridge Scanner  Ridge\n"
+                      "COM12                                Ridge?[2J\n");
+    EXPECT_EQ(errors, "");
+    EXPECT_EQ(library.openLists, 0);
+    EXPECT_EQ(library.calls, Calls{});
+}
+
+TEST_F(Program, List_WithoutScanners_SaysSo) {
+    EXPECT_EQ(run({"list"}), 0);
+    EXPECT_EQ(output, "no scanner is attached\n");
+}
+
+TEST_F(Program, ListAsJson_IsOneObject) {
+    library.attached = {{"COM7", "RS-000007"}};
+    EXPECT_EQ(run({"list", "--json"}), 0);
+    EXPECT_EQ(json(), (nlohmann::json{{"command", "list"},
+                                      {"scanners",
+                                       {{{"port", "COM7"},
+                                         {"serialNumber", "RS-000007"},
+                                         {"description", "Ridge Scanner"},
+                                         {"manufacturer", "Ridge"}}}},
+                                      {"exitStatus", 0}}));
+    library.attached = {};
+    EXPECT_EQ(run({"list", "--json"}), 0);
+    EXPECT_EQ(json()["scanners"], nlohmann::json::array());
+}
+
+TEST_F(Program, ListThatCannotBeMade_IsALibraryError) {
+    library.queryStatus = RIDGE_UNEXPECTED_FAILURE;
+    EXPECT_EQ(run({"list", "--json"}), 2);
+    EXPECT_EQ(json()["error"]["text"], "looking for scanners: failed (status 4)");
+}
+
+TEST_F(Program, TheOnlyScanner_NeedsNoChoice) {
+    library.attached = {{"COM12", "RS-000012"}};
+    EXPECT_EQ(run({"info", "--json"}), 0);
+    EXPECT_EQ(library.calls, (Calls{"connect to the scanner on COM12", "free"}));
+    EXPECT_EQ(json()["port"], "COM12");
+    EXPECT_TRUE(contains(errors, "connecting to COM12\n"));
+    EXPECT_EQ(library.openLists, 0);
+}
+
+TEST_F(Program, SerialNumber_ChoosesTheScanner) {
+    library.attached = {{"COM7", "RS-000007"}, {"COM12", "RS-000012"}};
+    EXPECT_EQ(run({"settings", "--serial", "RS-000012", "--rotation", "1"}), 0);
+    EXPECT_EQ(library.calls, (Calls{"connect to the scanner on COM12", "write settings", "free",
+                                    "connect to the scanner on COM12", "free"}));
+}
+
+TEST_F(Program, Port_IsOpenedWithoutLookingForScanners) {
+    library.queryStatus = RIDGE_UNEXPECTED_FAILURE;
+    EXPECT_EQ(run({"info", "--port", "COM7"}), 0);
+    EXPECT_EQ(library.calls, (Calls{"connect COM7", "free"}));
+}
+
+TEST_F(Program, NoScanner_EndsWithTwo) {
+    EXPECT_EQ(run({"info"}), 2);
+    EXPECT_TRUE(contains(errors, "ridge: no scanner is attached\n")) << errors;
+    EXPECT_EQ(library.calls, Calls{});
+}
+
+TEST_F(Program, SeveralScannersWithoutChoice_AreListedAndLeftAlone) {
+    library.attached = {{"COM7", "RS-000007"}, {"COM12", "RS-000012"}};
+    EXPECT_EQ(run({"info", "--json"}), 1);
+    EXPECT_EQ(json()["error"]["text"],
+              "2 scanners are attached: choose one with --serial or --port\n"
+              "PORT   SERIAL NUMBER  DESCRIPTION    MANUFACTURER\n"
+              "COM7   RS-000007      Ridge Scanner  Ridge\n"
+              "COM12  RS-000012      Ridge Scanner  Ridge");
+    EXPECT_EQ(library.calls, Calls{});
+    EXPECT_EQ(library.openLists, 0);
+}
+
+TEST_F(Program, UnknownSerialNumber_EndsWithTwoAndListsWhatThereIs) {
+    library.attached = {{"COM7", "RS-000007"}};
+    EXPECT_EQ(run({"info", "--serial", "rs-000007"}), 2);
+    EXPECT_TRUE(contains(errors, "ridge: no scanner with the serial number rs-000007 is attached\n"
+                                 "PORT  SERIAL NUMBER"))
+        << errors;
+    library.attached = {};
+    EXPECT_EQ(run({"info", "--serial", "X"}), 2);
+    EXPECT_TRUE(contains(errors, "ridge: no scanner with the serial number X is attached\n"))
+        << errors;
+}
+
+TEST_F(Program, SerialNumberThatTwoScannersHave_IsNoChoice) {
+    library.attached = {{"COM7", "S"}, {"COM12", "S"}};
+    EXPECT_EQ(run({"info", "--serial", "S"}), 1);
+    EXPECT_TRUE(contains(
+        errors, "ridge: several scanners have the serial number S: choose one with --port\n"))
+        << errors;
     EXPECT_EQ(library.calls, Calls{});
 }
 

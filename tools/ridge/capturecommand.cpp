@@ -56,14 +56,15 @@ CapturedImage finalImage(ScannerSession& session, CaptureInbox& inbox, HostJudge
 
 } // namespace
 
-CommandResult runCapture(const CaptureOptions& options, const CommandContext& context) {
+CommandResult runCapture(const CaptureOptions& options, const ChosenScanner& scanner,
+                         const CommandContext& context) {
     const std::vector<std::uint8_t> block = readBlock(options.block);
     const std::unique_ptr<AtomicFile> file = openOutput(options.output);
     // The inbox outlives the session, whose worker fills it.
     CaptureInbox inbox;
     const Interruption::Subscription subscription(context.interruption,
                                                   [&inbox] { inbox.post(InterruptionWish{}); });
-    ScannerSession session = connectTo(options.port, context);
+    ScannerSession session = connectTo(scanner, context);
 
     CommandResult result;
     CapturedImage image;

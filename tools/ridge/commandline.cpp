@@ -12,20 +12,27 @@
 namespace ridge::tool {
 namespace {
 
-constexpr auto exitStatusHelp = "Exit status:\n"
-                                "  0    success\n"
-                                "  1    wrong option, or a file or folder that cannot be used;"
-                                " the scanner is left alone\n"
-                                "  2    the library or the scanner reported a failure\n"
-                                "  3    no image: no finger came, or no image was good enough\n"
-                                "  4    any other failure, such as an image of an unexpected size"
-                                " or a full disk\n"
-                                "  130  interrupted with Ctrl-C";
+constexpr auto exitStatusHelp =
+    "Exit status:\n"
+    "  0    success\n"
+    "  1    wrong option, a file or folder that cannot be used, or several"
+    " scanners\n"
+    "       to choose from; the scanner is left alone\n"
+    "  2    no such scanner is attached, or the library or the scanner"
+    " reported a\n"
+    "       failure\n"
+    "  3    no image: no finger came, or no image was good enough\n"
+    "  4    any other failure, such as an image of an unexpected size"
+    " or a full disk\n"
+    "  130  interrupted with Ctrl-C";
 
 constexpr auto helpFlagHelp = "Shows this help";
 
 constexpr auto globalOptionsHelp =
     "Options of all commands (see ridge --help): --json, --log LEVEL\n\n";
+
+constexpr auto scannerChoiceHelp =
+    "Neither --port nor --serial is needed when exactly one scanner is attached.\n\n";
 
 const std::map<std::string, std::int32_t>& logLevels() {
     static const std::map<std::string, std::int32_t> levels{
@@ -58,13 +65,19 @@ std::string withDefault(const std::string& name, std::uint32_t value) {
     return name + " (default " + std::to_string(value) + ")";
 }
 
-void addPort(CLI::App& command, std::string& port) {
+void addScannerChoice(CLI::App& command, ScannerChoice& scanner) {
+    CLI::Option* port =
+        command
+            .add_option("--port", scanner.port,
+                        R"(The scanner's serial port, such as COM7, COM12 or \\.\COM12)")
+            ->option_text("COMn")
+            ->check(notEmpty);
     command
-        .add_option("--port", port,
-                    R"(The scanner's serial port, such as COM7, COM12 or \\.\COM12)")
-        ->option_text("COMn (required)")
-        ->required()
-        ->check(notEmpty);
+        .add_option("--serial", scanner.serialNumber,
+                    "The scanner's serial number, as ridge list shows it")
+        ->option_text("S")
+        ->check(notEmpty)
+        ->excludes(port);
 }
 
 void addBlock(CLI::App& command, std::string& block) {
@@ -75,7 +88,7 @@ void addBlock(CLI::App& command, std::string& block) {
 }
 
 CLI::App& addCommand(CLI::App& program, const std::string& name, const std::string& description,
-                     const std::string& remarks = "") {
+                     const std::string& remarks) {
     CLI::App& command = *program.add_subcommand(name, description)->group("Commands");
     command.set_help_flag("-h,--help", helpFlagHelp);
     command.footer(remarks + globalOptionsHelp + exitStatusHelp);
@@ -92,17 +105,23 @@ std::string hostAssistedHelp() {
            "stored is the final image that the scanner captures then.\n\n";
 }
 
+void addList(CLI::App& program) {
+    addCommand(program, "list", "Lists the attached scanners.", "");
+}
+
 void addInfo(CLI::App& program, Arguments& arguments) {
-    CLI::App& command = addCommand(program, "info", "Shows what the scanner says about itself.");
-    addPort(command, arguments.info.port);
+    CLI::App& command =
+        addCommand(program, "info", "Shows what the scanner says about itself.", scannerChoiceHelp);
+    addScannerChoice(command, arguments.info.scanner);
 }
 
 void addSettings(CLI::App& program, Arguments& arguments) {
     CLI::App& command =
         addCommand(program, "settings",
                    "Shows the scanner's settings, or writes them: then a new connection\n"
-                   "reads and shows them.");
-    addPort(command, arguments.settings.port);
+                   "reads and shows them.",
+                   scannerChoiceHelp);
+    addScannerChoice(command, arguments.settings.scanner);
     command.add_option("--rotation", arguments.rotation, "Rotation code of the images, 0 to 3")
         ->option_text("N")
         ->check(CLI::Range(0, 3));
@@ -116,8 +135,8 @@ void addCapture(CLI::App& program, Arguments& arguments) {
     CLI::App& command =
         addCommand(program, "capture",
                    "Captures one image of a finger and stores it as a PNG file (8-bit grey).",
-                   hostAssistedHelp());
-    addPort(command, options.port);
+                   scannerChoiceHelp + hostAssistedHelp());
+    addScannerChoice(command, options.scanner);
     command
         .add_option("-o,--output", arguments.captureOutput,
                     "The PNG file; missing folders are made, an older file is replaced")
@@ -157,8 +176,9 @@ void addCapture(CLI::App& program, Arguments& arguments) {
 void addStream(CLI::App& program, Arguments& arguments) {
     CLI::App& command = addCommand(
         program, "stream",
-        "Streams images and stores them as PNG files (8-bit grey): image-0001.png\nand so on.");
-    addPort(command, arguments.stream.port);
+        "Streams images and stores them as PNG files (8-bit grey): image-0001.png\nand so on.",
+        scannerChoiceHelp);
+    addScannerChoice(command, arguments.stream.scanner);
     command
         .add_option("-o,--output", arguments.streamDirectory,
                     "The folder of the files; made if missing, older files are replaced")
@@ -181,7 +201,8 @@ void setUp(CLI::App& program, Arguments& arguments) {
     program.footer(std::string("ridge COMMAND --help shows a command's options.\n\n") +
                    exitStatusHelp);
     program.add_flag("--version", arguments.version,
-                     "Shows the versions of this program and of the library");
+                     "Shows the versions of this program and of the library, and which\n"
+                     "scanners they find");
     program.add_flag("--json", arguments.json,
                      "Writes the result, or the failure, to standard output as\n"
                      "one JSON object");
@@ -191,6 +212,7 @@ void setUp(CLI::App& program, Arguments& arguments) {
                     "debug, info, warning or error")
         ->option_text("LEVEL")
         ->check(CLI::IsMember(logLevels()));
+    addList(program);
     addInfo(program, arguments);
     addSettings(program, arguments);
     addCapture(program, arguments);
@@ -272,6 +294,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     const std::string name = &command == &program ? "" : command.get_name();
     if (parsed.version) {
         line.command = VersionRequest{};
+    } else if (name == "list") {
+        line.command = ListOptions{};
     } else if (name == "info") {
         line.command = parsed.info;
     } else if (name == "settings") {

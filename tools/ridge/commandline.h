@@ -1,5 +1,7 @@
 #pragma once
 
+#include "scannerchoice.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -10,18 +12,18 @@
 namespace ridge::tool {
 
 struct InfoOptions {
-    std::string port;
+    ScannerChoice scanner;
 };
 
 struct SettingsOptions {
-    std::string port;
+    ScannerChoice scanner;
     /// What is given is written; the rest stays.
     std::optional<std::uint8_t> rotation;
     std::optional<std::uint8_t> option;
 };
 
 struct CaptureOptions {
-    std::string port;
+    ScannerChoice scanner;
     std::filesystem::path output;
     std::uint8_t finger = 0;
     std::uint32_t timeout = 10000;
@@ -33,11 +35,13 @@ struct CaptureOptions {
 };
 
 struct StreamOptions {
-    std::string port;
+    ScannerChoice scanner;
     std::filesystem::path directory;
     std::uint32_t count = 1;
     std::optional<std::filesystem::path> block;
 };
+
+struct ListOptions {};
 
 struct VersionRequest {};
 
@@ -49,8 +53,8 @@ struct CommandLine {
     bool json = false;
     /// 'D', 'I', 'W' or 'E'; nothing when the library's log is not wanted.
     std::optional<std::int32_t> logLevel;
-    std::variant<HelpRequest, VersionRequest, InfoOptions, SettingsOptions, CaptureOptions,
-                 StreamOptions>
+    std::variant<HelpRequest, VersionRequest, ListOptions, InfoOptions, SettingsOptions,
+                 CaptureOptions, StreamOptions>
         command;
 };
 

@@ -2,9 +2,9 @@
 
 namespace ridge::tool {
 
-ScannerSession connectTo(const std::string& port, const CommandContext& context) {
-    context.messages.progress("connecting to " + port);
-    ScannerSession session(port);
+ScannerSession connectTo(const ChosenScanner& scanner, const CommandContext& context) {
+    context.messages.progress("connecting to " + scanner.port());
+    ScannerSession session(scanner);
     context.interruption.throwIfRequested();
     context.messages.progress("connected");
     return session;

@@ -5,9 +5,10 @@ namespace ridge::tool {
 /// What the program ends with. The help lists the same values.
 enum class ExitStatus {
     success = 0,
-    /// A wrong option, or a file or folder that cannot be used; the scanner was left alone.
+    /// A wrong option, a file or folder that cannot be used, or several scanners to choose from;
+    /// the scanner was left alone.
     usageError = 1,
-    /// The library or the scanner reported a failure.
+    /// No such scanner is attached, or the library or the scanner reported a failure.
     libraryError = 2,
     /// The capture ended without an image: no finger came, or no image was good enough.
     noImage = 3,

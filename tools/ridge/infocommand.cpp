@@ -1,23 +1,11 @@
 #include "commands.h"
 #include "connecting.h"
+#include "printable.h"
 
-#include <algorithm>
 #include <cstddef>
 
 namespace ridge::tool {
 namespace {
-
-/// The scanner's text may hold what a terminal would obey.
-std::string printable(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char character) {
-            const auto value = static_cast<unsigned char>(character);
-            return value < 0x20 || value == 0x7F;
-        },
-        '?');
-    return text;
-}
 
 std::string featureNumbers(std::uint32_t features) {
     std::string numbers;
@@ -31,8 +19,9 @@ std::string featureNumbers(std::uint32_t features) {
 
 } // namespace
 
-CommandResult runInfo(const InfoOptions& options, const CommandContext& context) {
-    ScannerSession session = connectTo(options.port, context);
+CommandResult runInfo(const InfoOptions&, const ChosenScanner& scanner,
+                      const CommandContext& context) {
+    ScannerSession session = connectTo(scanner, context);
     const ScannerInformation information = session.information();
 
     CommandResult result;

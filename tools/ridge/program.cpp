@@ -3,40 +3,69 @@
 #include "commandline.h"
 #include "commands.h"
 #include "librarylog.h"
+#include "scannerchoice.h"
 
 #include <ridge-sdk.h>
+#include <scanneridentifiers.h>
 
+#include <cstdint>
 #include <exception>
+#include <iomanip>
+#include <sstream>
 
 namespace ridge::tool {
 namespace {
 
+std::string hexadecimal(std::uint16_t number) {
+    std::ostringstream text;
+    text << "0x" << std::hex << std::uppercase << std::setw(4) << std::setfill('0') << number;
+    return text.str();
+}
+
 CommandResult showVersions() {
     CommandResult result;
     const std::string library = ridgeGetSdkVersion();
-    result.text = std::string("ridge ") + RIDGE_PROGRAM_VERSION + "\nridge-sdk " + library + "\n";
-    result.json = {
-        {"command", "version"}, {"program", RIDGE_PROGRAM_VERSION}, {"library", library}};
+    const std::string vendorId = hexadecimal(scannerVendorId);
+    const std::string productId = hexadecimal(scannerProductId);
+    result.text = std::string("ridge ") + RIDGE_PROGRAM_VERSION + "\nridge-sdk " + library +
+                  "\nscanners: USB vendor " + vendorId + ", product " + productId + "\n";
+    result.json = {{"command", "version"},
+                   {"program", RIDGE_PROGRAM_VERSION},
+                   {"library", library},
+                   {"vendorId", vendorId},
+                   {"productId", productId}};
     return result;
 }
 
-/// Runs a command; whatever it throws becomes its failure.
-template <typename Options>
-CommandResult runCommand(const std::string& name, const Options& options,
-                         CommandResult (*command)(const Options&, const CommandContext&),
-                         const CommandContext& context) {
+/// Runs a command, which may say more about itself; whatever it throws becomes its failure.
+template <typename Command>
+CommandResult runCommand(const std::string& name, const Command& command) {
     CommandResult result;
+    nlohmann::ordered_json json{{"command", name}};
     try {
-        result = command(options, context);
+        result = command(json);
     } catch (const CommandError& failure) {
         result.failure = failure;
     } catch (const std::exception& failure) {
         result.failure = CommandError(ExitStatus::otherFailure, failure.what());
     }
-    nlohmann::ordered_json json{{"command", name}, {"port", options.port}};
     json.update(result.json);
     result.json = json;
     return result;
+}
+
+template <typename Options>
+using ScannerCommand = CommandResult (*)(const Options&, const ChosenScanner&,
+                                         const CommandContext&);
+
+template <typename Options>
+CommandResult runScannerCommand(const std::string& name, const Options& options,
+                                ScannerCommand<Options> command, const CommandContext& context) {
+    return runCommand(name, [&](nlohmann::ordered_json& json) {
+        const ChosenScanner scanner(options.scanner);
+        json["port"] = scanner.port();
+        return command(options, scanner, context);
+    });
 }
 
 class CommandRunner {
@@ -50,17 +79,20 @@ public:
         return result;
     }
     CommandResult operator()(const VersionRequest&) const { return showVersions(); }
+    CommandResult operator()(const ListOptions&) const {
+        return runCommand("list", [](const nlohmann::ordered_json&) { return runList(); });
+    }
     CommandResult operator()(const InfoOptions& options) const {
-        return runCommand("info", options, runInfo, context);
+        return runScannerCommand("info", options, runInfo, context);
     }
     CommandResult operator()(const SettingsOptions& options) const {
-        return runCommand("settings", options, runSettings, context);
+        return runScannerCommand("settings", options, runSettings, context);
     }
     CommandResult operator()(const CaptureOptions& options) const {
-        return runCommand("capture", options, runCapture, context);
+        return runScannerCommand("capture", options, runCapture, context);
     }
     CommandResult operator()(const StreamOptions& options) const {
-        return runCommand("stream", options, runStream, context);
+        return runScannerCommand("stream", options, runStream, context);
     }
 
 private:

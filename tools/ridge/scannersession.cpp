@@ -18,11 +18,15 @@ const std::uint8_t* dataOrNull(const std::vector<std::uint8_t>& block) {
 
 } // namespace
 
-ScannerSession::ScannerSession(const std::string& port) : context(ridgeCreateDeviceContext()) {
+ScannerSession::ScannerSession(const ChosenScanner& scanner) : context(ridgeCreateDeviceContext()) {
     if (!context) {
         throw std::bad_alloc();
     }
-    check(ridgeConnectCOM(systemPortName(port).c_str(), context.get()), "connecting to " + port);
+    const std::int32_t status =
+        scanner.entry() != nullptr
+            ? ridgeConnect(scanner.entry(), context.get())
+            : ridgeConnectCOM(systemPortName(scanner.port()).c_str(), context.get());
+    check(status, "connecting to " + scanner.port());
 }
 
 ScannerInformation ScannerSession::information() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "captureinbox.h"
+#include "scannerchoice.h"
 
 #include <ridge-sdk.h>
 
@@ -27,8 +28,7 @@ struct ScannerInformation {
 /// block of an operation is empty or has 256 bytes.
 class ScannerSession {
 public:
-    /// Takes a port's name as the user gives it.
-    explicit ScannerSession(const std::string& port);
+    explicit ScannerSession(const ChosenScanner& scanner);
 
     [[nodiscard]] ScannerInformation information();
     /// As they were when the session was opened.

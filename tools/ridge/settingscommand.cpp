@@ -5,8 +5,9 @@ namespace ridge::tool {
 namespace {
 
 /// Ends its session, so that a new one can be opened.
-void writeSettings(const SettingsOptions& options, const CommandContext& context) {
-    ScannerSession session = connectTo(options.port, context);
+void writeSettings(const SettingsOptions& options, const ChosenScanner& scanner,
+                   const CommandContext& context) {
+    ScannerSession session = connectTo(scanner, context);
     ridgeDeviceSettings settings = session.settings();
     settings.rotation = options.rotation.value_or(settings.rotation);
     settings.option = options.option.value_or(settings.option);
@@ -16,12 +17,13 @@ void writeSettings(const SettingsOptions& options, const CommandContext& context
 
 } // namespace
 
-CommandResult runSettings(const SettingsOptions& options, const CommandContext& context) {
+CommandResult runSettings(const SettingsOptions& options, const ChosenScanner& scanner,
+                          const CommandContext& context) {
     const bool writing = options.rotation || options.option;
     if (writing) {
-        writeSettings(options, context);
+        writeSettings(options, scanner, context);
     }
-    ScannerSession session = connectTo(options.port, context);
+    ScannerSession session = connectTo(scanner, context);
     const ridgeDeviceSettings settings = session.settings();
 
     CommandResult result;

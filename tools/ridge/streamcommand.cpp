@@ -85,14 +85,15 @@ void storeImages(ScannerSession& session, CaptureInbox& inbox, ImageSeries& seri
 
 } // namespace
 
-CommandResult runStream(const StreamOptions& options, const CommandContext& context) {
+CommandResult runStream(const StreamOptions& options, const ChosenScanner& scanner,
+                        const CommandContext& context) {
     const std::vector<std::uint8_t> block = readBlock(options.block);
     ImageSeries series(options, context);
     // The inbox outlives the session, whose worker fills it.
     CaptureInbox inbox;
     const Interruption::Subscription subscription(context.interruption,
                                                   [&inbox] { inbox.post(InterruptionWish{}); });
-    ScannerSession session = connectTo(options.port, context);
+    ScannerSession session = connectTo(scanner, context);
     session.startStream(block, inbox);
     context.messages.progress("waiting for images");
 
