@@ -6,7 +6,7 @@
 
 namespace ridge {
 
-/// A serial port that a USB device provides, as the operating system describes it. Texts that were
+/// A serial port that a device provides, as the operating system describes it. Texts that were
 /// not found are empty.
 struct DeviceRecord {
     /// As the system records it, such as "COM3".
@@ -20,7 +20,7 @@ struct DeviceRecord {
     std::uint16_t productId = 0;
 };
 
-/// Whether devices with these USB identifiers are wanted.
+/// Whether devices with these identifiers are wanted.
 using DeviceFilter = bool (*)(std::uint16_t vendorId, std::uint16_t productId);
 
 /// The ports that are attached now, each once, in the order in which the system lists them. What

@@ -3,7 +3,7 @@
 namespace ridge {
 namespace {
 
-/// The identifiers have served to find the device.
+/// A list keeps no identifiers: they only served to choose the devices.
 DeviceRecord withoutIdentifiers(DeviceRecord record) {
     record.vendorId = 0;
     record.productId = 0;

@@ -24,7 +24,7 @@ inline std::int32_t report(ridgeDeviceContext& context, std::int32_t code,
 }
 
 /// Runs what an exported function does; whatever it throws becomes a status code and the context's
-/// last-error text. No exception leaves the library.
+/// last-error text. No exception leaves it.
 template <typename Work>
 std::int32_t withinBoundary(ridgeDeviceContext& context, const Work& work) noexcept {
     try {

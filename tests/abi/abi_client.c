@@ -10,8 +10,12 @@
     _Static_assert(offsetof(record, field) == (offset), #record "." #field)
 #define SIZE(record, size) _Static_assert(sizeof(record) == (size), #record)
 
+#define FIELD_SIZE(record, field, size)                                                            \
+    _Static_assert(sizeof(((record*)0)->field) == (size), #record "." #field)
+
 FIELD(ridgeDeviceList, devices, 0);
 FIELD(ridgeDeviceList, count, 8);
+FIELD_SIZE(ridgeDeviceList, count, 4);
 FIELD(ridgeDeviceList, internal, 16);
 SIZE(ridgeDeviceList, 24);
 

@@ -7,7 +7,7 @@ set(checks 0)
 file(WRITE ${WORK}/project/CMakeLists.txt
      "cmake_minimum_required(VERSION 3.25)\n"
      "project(identifiers LANGUAGES NONE)\n"
-     "include(${SOURCE}/cmake/ScannerIdentifiers.cmake)\n")
+     "include(\"${SOURCE}/cmake/ScannerIdentifiers.cmake\")\n")
 
 function(configure result error)
   file(REMOVE_RECURSE ${WORK}/build)

@@ -27,9 +27,22 @@ void checkSerialNumber(std::string_view identifier) {
     }
 }
 
+/// Against the C library, where it is of one mind with all others.
 void checkNumber(std::string_view identifier, std::string_view prefix) {
     const auto number = ridge::hexadecimalAfter(identifier, prefix);
-    require(!number || identifier.find(prefix) != std::string_view::npos);
+    const std::size_t place = identifier.find(prefix);
+    if (place == std::string_view::npos) {
+        require(!number);
+        return;
+    }
+    const std::string digits(identifier.substr(place + prefix.size(), 4));
+    char* end = nullptr;
+    const unsigned long expected = std::strtoul(digits.c_str(), &end, 16);
+    if (end == digits.c_str()) {
+        require(!number);
+    } else {
+        require(number && *number == static_cast<std::uint16_t>(expected));
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "attacheddevices.h"
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 #include <utility>
 
@@ -12,9 +13,12 @@ std::vector<DeviceRecord>& attached() {
     return devices;
 }
 
+std::atomic<int> enumerationCount{0};
+
 } // namespace
 
 std::vector<DeviceRecord> enumerateDevices(DeviceFilter wanted) {
+    ++enumerationCount;
     std::vector<DeviceRecord> found;
     std::copy_if(
         attached().begin(), attached().end(), std::back_inserter(found),
@@ -26,6 +30,11 @@ namespace test {
 
 AttachedDevices::AttachedDevices(std::vector<DeviceRecord> devices) {
     attached() = std::move(devices);
+    enumerationCount = 0;
+}
+
+int AttachedDevices::enumerations() {
+    return enumerationCount;
 }
 
 AttachedDevices::~AttachedDevices() {

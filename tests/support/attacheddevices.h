@@ -13,6 +13,9 @@ public:
     explicit AttachedDevices(std::vector<DeviceRecord> devices);
     ~AttachedDevices();
 
+    /// How often the system has been asked since the object was made.
+    [[nodiscard]] static int enumerations();
+
     AttachedDevices(const AttachedDevices&) = delete;
     AttachedDevices& operator=(const AttachedDevices&) = delete;
 };

@@ -1,7 +1,9 @@
 #include "program.h"
 
 #include "fakelibrary.h"
+#include "hexadecimal.h"
 #include "readpng.h"
+#include "scanneridentifiers.h"
 #include "temporaryfolder.h"
 
 #include <gtest/gtest.h>
@@ -86,19 +88,27 @@ protected:
 
 } // namespace
 
+TEST(Hexadecimal, Number_HasFourCapitalDigits) {
+    EXPECT_EQ(hexadecimal(0x1209), "0x1209");
+    EXPECT_EQ(hexadecimal(0xABCD), "0xABCD");
+    EXPECT_EQ(hexadecimal(0x1), "0x0001");
+    EXPECT_EQ(hexadecimal(0), "0x0000");
+}
+
 TEST_F(Program, Version_NamesProgramAndLibrary) {
     EXPECT_EQ(run({"--version"}), 0);
     EXPECT_TRUE(contains(output, "ridge "));
     EXPECT_TRUE(contains(output, "\nridge-sdk 9.8.7\n"));
-    EXPECT_TRUE(contains(output, "\nscanners: USB vendor 0x1209, product 0x0001\n"));
+    EXPECT_TRUE(contains(output, "\nscanners: USB vendor " + hexadecimal(scannerVendorId) +
+                                     ", product " + hexadecimal(scannerProductId) + "\n"));
     EXPECT_EQ(errors, "");
 }
 
 TEST_F(Program, VersionAsJson_NamesProgramAndLibrary) {
     EXPECT_EQ(run({"--version", "--json"}), 0);
     EXPECT_EQ(json()["library"], "9.8.7");
-    EXPECT_EQ(json()["vendorId"], "0x1209");
-    EXPECT_EQ(json()["productId"], "0x0001");
+    EXPECT_EQ(json()["vendorId"], hexadecimal(scannerVendorId));
+    EXPECT_EQ(json()["productId"], hexadecimal(scannerProductId));
     EXPECT_EQ(json()["exitStatus"], 0);
 }
 

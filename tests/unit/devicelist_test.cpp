@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ridge {
@@ -53,6 +54,12 @@ TEST(DeviceList, EachEntry_LeadsToItsRecordInTheStorage) {
         EXPECT_EQ(entry.manufacturer, record.manufacturer.c_str());
     }
     EXPECT_EQ(storage.records[1].devicePath, "\\\\.\\COM3");
+}
+
+TEST(DeviceList, Storage_HoldsTheEntriesThenTheRecords) {
+    const DeviceListStorage storage{{ridgeDeviceEntry{}, ridgeDeviceEntry{}}, {DeviceRecord{}}};
+    EXPECT_EQ(storage.entries.size(), 2U);
+    EXPECT_EQ(storage.records.size(), 1U);
 }
 
 TEST(DeviceList, Records_AreKeptWithoutTheIdentifiers) {

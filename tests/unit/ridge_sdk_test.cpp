@@ -257,8 +257,12 @@ DeviceRecord scannerOn(const std::string& portName, const std::string& devicePat
             devicePath, scannerVendorId, scannerProductId};
 }
 
-TEST(RidgeSdk, QueryDevices_NullPointer_Is3) {
+TEST(RidgeSdk, QueryDevices_NullPointer_Is3AndNothingIsLookedAt) {
+    const AttachedDevices attached({scannerOn("COM4", "COM4")});
     EXPECT_EQ(ridgeQueryDevices(nullptr), 3);
+    EXPECT_EQ(AttachedDevices::enumerations(), 0);
+    queryDevices();
+    EXPECT_EQ(AttachedDevices::enumerations(), 1);
 }
 
 TEST(RidgeSdk, QueryDevices_WithoutScanner_GivesAnEmptyListThatCanBeFreed) {
@@ -274,7 +278,6 @@ TEST(RidgeSdk, QueryDevices_TakesOnlyTheScannersIdentifiers) {
     constexpr auto otherProduct = static_cast<std::uint16_t>(scannerProductId + 1);
     const AttachedDevices attached({{"COM1", "", "", "", "", otherVendor, scannerProductId},
                                     {"COM2", "", "", "", "", scannerVendorId, otherProduct},
-                                    {"COM3", "", "", "", "", scannerProductId, scannerVendorId},
                                     scannerOn("COM4", "COM4"),
                                     {"COM5", "", "", "", "", 0, 0}});
     const DeviceList list = queryDevices();
@@ -395,6 +398,16 @@ TEST_F(RidgeSdkTest, Connect_ToAScannerThatHasGone_Fails5AndHoldsNoSession) {
     EXPECT_EQ(ridgeConnect(list->devices, context.get()), 5);
     EXPECT_EQ(lastError(), "File not found.\r\n");
     EXPECT_EQ(context->device, nullptr);
+}
+
+TEST_F(RidgeSdkTest, Connect_ToAScannerThatRefuses_ComesThroughTheBoundary) {
+    const AttachedDevices attached({scannerOn("COM7", port)});
+    const DeviceList list = queryDevices();
+    scanner.refuse(getInfoCode, 5, "broken");
+    EXPECT_EQ(ridgeConnect(list->devices, context.get()), 13);
+    EXPECT_EQ(lastError(), "GET DEVICE INFO: Failed (48) with error 5. broken");
+    EXPECT_EQ(ridgeIsConnected(context.get()), 0);
+    EXPECT_EQ(scanner.openPorts(), 0);
 }
 
 TEST_F(RidgeSdkTest, Connect_ClearsTheTextOfAnEarlierFailure) {

@@ -1,6 +1,7 @@
 #include "deviceenumeration.h"
 
 #include "fakedevices.h"
+#include "logrecorder.h"
 #include "printfformat.h"
 
 #include <windows.h>
@@ -949,12 +950,14 @@ protected:
 
     /// Enumerates with this failure and tells whether it happened.
     static bool happens(const std::function<void(FakeDevices&)>& failure) {
+        const LogRecorder log;
         FakeDevices system;
         attachMachine(system);
         failure(system);
         const std::vector<std::string> found = textsOf(enumerateDevices(acceptAll));
         EXPECT_EQ(found, expectedAfter(system.failedCalls()));
         expectAllClosed(system);
+        EXPECT_THAT(log.lines(), IsEmpty());
         return !system.failedCalls().empty();
     }
 };

@@ -201,8 +201,8 @@ void setUp(CLI::App& program, Arguments& arguments) {
     program.footer(std::string("ridge COMMAND --help shows a command's options.\n\n") +
                    exitStatusHelp);
     program.add_flag("--version", arguments.version,
-                     "Shows the versions of this program and of the library, and which\n"
-                     "scanners they find");
+                     "Shows the versions of this program and of the library, and the\n"
+                     "scanners that it was built for");
     program.add_flag("--json", arguments.json,
                      "Writes the result, or the failure, to standard output as\n"
                      "one JSON object");

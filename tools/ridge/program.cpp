@@ -2,25 +2,17 @@
 
 #include "commandline.h"
 #include "commands.h"
+#include "hexadecimal.h"
 #include "librarylog.h"
 #include "scannerchoice.h"
 
 #include <ridge-sdk.h>
 #include <scanneridentifiers.h>
 
-#include <cstdint>
 #include <exception>
-#include <iomanip>
-#include <sstream>
 
 namespace ridge::tool {
 namespace {
-
-std::string hexadecimal(std::uint16_t number) {
-    std::ostringstream text;
-    text << "0x" << std::hex << std::uppercase << std::setw(4) << std::setfill('0') << number;
-    return text.str();
-}
 
 CommandResult showVersions() {
     CommandResult result;

@@ -15,6 +15,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace ridge {
 namespace {
@@ -166,7 +167,7 @@ std::string propertyText(const DeviceSet& set, SP_DEVINFO_DATA& device, DWORD pr
             (type != REG_SZ && type != REG_EXPAND_SZ)) {
             return {};
         }
-        buffer.resize(std::size_t{required} + 1);
+        buffer.assign(std::size_t{required} + 1, '\0');
     }
 }
 
