@@ -1,7 +1,8 @@
 /**
  * @file ridge-sdk.h
  * @brief Drives a ridge fingerprint scanner on a serial line: discovery, connection, information,
- *        settings, captures, host-assisted captures and streams.
+ *        settings, captures, host-assisted captures, streams, device key, certificate and signing
+ *        requests.
  *
  * This is the one header of the library. It is plain C11, needs nothing but <stdint.h>, and can be
  * included from C++.
@@ -26,15 +27,15 @@
  * the call of ridgeDisconnect() or ridgeFreeDeviceContext(): ridgeHostAssistedCaptureSetResult()
  * and ridgeIsConnected().
  *
- * Callbacks. Captures and streams run on a worker thread of the library, one per context, and call
- * back on it, one call at a time. A callback may call ridgeHostAssistedCaptureSetResult() and
- * ridgeIsConnected() with its context, and no other function: ridgeStopCapture(),
- * ridgeDisconnect() and ridgeFreeDeviceContext() would wait for the callback itself to return, and
- * the others belong to the thread that uses the context. For the same reason a callback must not
- * wait for a thread that may be inside one of these three functions (by SendMessage(), say, or for
- * a lock that the thread holds): post, do not send. The scanner waits while a captureCallback runs;
- * return soon from an eventCallback, as the capture's time-out runs on. Let no C++ exception leave
- * a callback.
+ * Callbacks. Captures, streams and signing requests run on a worker thread of the library, one per
+ * context, and call back on it, one call at a time. A callback may call
+ * ridgeHostAssistedCaptureSetResult() and ridgeIsConnected() with its context, and no other
+ * function: ridgeStopCapture(), ridgeDisconnect() and ridgeFreeDeviceContext() would wait for the
+ * callback itself to return, and the others belong to the thread that uses the context. For the
+ * same reason a callback must not wait for a thread that may be inside one of these three functions
+ * (by SendMessage(), say, or for a lock that the thread holds): post, do not send. The scanner
+ * waits while a captureCallback runs; return soon from an eventCallback, as the capture's time-out
+ * runs on. Let no C++ exception leave a callback.
  *
  * Memory. Records and texts that the library hands out belong to it; each function says how long
  * they stay valid. What you pass in is copied before the function returns, function pointers and
@@ -42,11 +43,12 @@
  * ended.
  *
  * Time. A command that goes to the scanner waits at most 3 seconds for the port to take it and at
- * most 3 seconds for each answer. A function that is said to block longer names its own bound; one
- * that is said not to block may wait for an instant while a lost connection is being closed.
+ * most 3 seconds for each answer (10 seconds for a signing request). A function that is said to
+ * block longer names its own bound; one that is said not to block may wait for an instant while a
+ * lost connection is being closed.
  *
- * Unloading. Free every context before FreeLibrary(). Once a capture or stream has been started,
- * the library stays loaded until the process ends all the same.
+ * Unloading. Free every context before FreeLibrary(). Once a capture, a stream or a signing request
+ * has been started, the library stays loaded until the process ends all the same.
  *
  * Texts are NUL-terminated byte strings. All functions use the C calling convention.
  */
@@ -228,7 +230,7 @@ typedef void (*ridgeCaptureCallback)(const ridgeCaptureResult* result, void* use
  */
 typedef void (*ridgeEventCallback)(void* userContext, uint32_t elapsedMilliseconds);
 
-/** Where an operation reports to. */
+/** Where a capture or stream reports to. */
 typedef struct ridgeCaptureCallbacks {
     /** Required. */
     ridgeErrorCallback errorCallback;
@@ -237,6 +239,34 @@ typedef struct ridgeCaptureCallbacks {
     /** Optional: NULL means that the scanner is not asked to report events. */
     ridgeEventCallback eventCallback;
 } ridgeCaptureCallbacks;
+
+/**
+ * The subject of a certificate signing request: NUL-terminated UTF-8 texts. NULL is the same as an
+ * empty text. Lengths are in characters (Unicode code points).
+ */
+typedef struct ridgeCsrSubjectName {
+    /** Required, 1 to 64 characters. */
+    const char* commonName;
+    /** Empty, or two characters: ASCII letters, digits, space or any of ' ( ) + , - . / : = ? */
+    const char* country;
+    /** At most 128 characters. */
+    const char* locality;
+    /** At most 64 characters. */
+    const char* organization;
+    /** At most 64 characters. */
+    const char* organizationalUnit;
+    /** At most 128 characters. */
+    const char* stateOrProvince;
+} ridgeCsrSubjectName;
+
+/**
+ * Takes a certificate signing request.
+ *
+ * @param request      the request as the scanner made it, valid during the call
+ * @param size         its size in bytes, at least 1
+ * @param userContext  as given at the start
+ */
+typedef void (*ridgeCsrCallback)(const uint8_t* request, uint32_t size, void* userContext);
 
 /**
  * Takes the library's log lines.
@@ -293,7 +323,8 @@ RIDGE_API ridgeDeviceContext* ridgeCreateDeviceContext(void);
 
 /**
  * Disconnects, as ridgeDisconnect() does and for as long, and releases the context. The handle,
- * and every text taken from the context, is invalid afterwards.
+ * and every text taken from the context, is invalid afterwards. As with ridgeDisconnect(), no
+ * signing request may be under way.
  *
  * @param context  the context; NULL is ignored
  */
@@ -329,7 +360,8 @@ RIDGE_API const char* ridgeGetLastErrorDescription(const ridgeDeviceContext* con
  * @return #RIDGE_SUCCESS        what the system does not tell about a device leaves a text empty
  *
  * A lack of memory is not turned into a status: std::bad_alloc leaves the function, `*list` is as
- * it was, and nothing is lost. A program that has to survive it calls from C++.
+ * it was, and nothing is lost. Only a C++ program built with the library's compiler can catch it;
+ * any other ends.
  */
 RIDGE_API int32_t ridgeQueryDevices(ridgeDeviceList** list);
 
@@ -359,11 +391,12 @@ RIDGE_API void ridgeFreeDevices(ridgeDeviceList* list);
  * @return #RIDGE_NULL_ARGUMENT       context is NULL
  * @return #RIDGE_CONTEXT_IN_USE      there is a session already, even if its scanner is lost
  *                                    ("Context in use.")
- * @return #RIDGE_NULL_ARGUMENT       device is NULL ("'dev' cannot be NULL."), or is not an entry
- * of a list: its `internal` is NULL ("Invalid state.")
+ * @return #RIDGE_NULL_ARGUMENT       device is NULL ("'dev' cannot be NULL."); then: it is not an
+ *                                    entry of a list, its `internal` being NULL ("Invalid state.")
  * @return the other codes of ridgeConnectCOM()
  *
- * After a failure the context is without a session and the port is closed.
+ * After a failure other than #RIDGE_CONTEXT_IN_USE the context is without a session and the port is
+ * closed.
  */
 RIDGE_API int32_t ridgeConnect(const ridgeDeviceEntry* device, ridgeDeviceContext* context);
 
@@ -389,7 +422,8 @@ RIDGE_API int32_t ridgeConnect(const ridgeDeviceEntry* device, ridgeDeviceContex
  * @return #RIDGE_PROTOCOL_ERROR, #RIDGE_UNEXPECTED_FAILURE
  * @return #RIDGE_SUCCESS
  *
- * After a failure the context is without a session and the port is closed.
+ * After a failure other than #RIDGE_CONTEXT_IN_USE the context is without a session and the port is
+ * closed.
  */
 RIDGE_API int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context);
 
@@ -410,20 +444,23 @@ RIDGE_API uint8_t ridgeIsConnected(const ridgeDeviceContext* context);
  * Ends the session, if there is one: stops a running capture or stream, waits for its end and
  * closes the port. The context can be connected again. Clears the last failure's text.
  *
- * Blocks as ridgeStopCapture() does; must not be called from a callback.
+ * Blocks as ridgeStopCapture() does; must not be called from a callback, nor while a signing
+ * request is being created: see ridgeDeviceSecurityCreateCsr().
  *
  * @param context  the context; NULL is ignored
  */
 RIDGE_API void ridgeDisconnect(ridgeDeviceContext* context);
 
 /**
- * The scanner's information, as read when the session was opened.
+ * The scanner's information, as read when the session was opened or, after that, when its key or
+ * certificate was last changed through this context.
  *
  * Does not block; nothing is sent.
  *
  * @param context  the context
- * @param info     record to fill. Its texts belong to the session and are valid until
- *                 ridgeDisconnect() or ridgeFreeDeviceContext().
+ * @param info     record to fill. Its texts belong to the session and are valid until the
+ *                 information is read anew (see ridgeDeviceSecuritySetKey() and the three functions
+ *                 like it), ridgeDisconnect() or ridgeFreeDeviceContext().
  * @return #RIDGE_NULL_ARGUMENT      context or info is NULL ("'info' cannot be NULL.")
  * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed ("Serial port error detected. ...")
  * @return #RIDGE_NOT_CONNECTED      "Not connected."
@@ -564,8 +601,8 @@ RIDGE_API int32_t ridgeStartStream(ridgeDeviceContext* context, const uint8_t* b
 
 /**
  * Stops a running capture, host-assisted capture or stream and waits for its end; with nothing
- * running it returns at once. No callback is called any more after it has returned. Clears the
- * last failure's text.
+ * running, or while a signing request is being created, it returns at once. No callback of the
+ * capture is called any more after it has returned. Clears the last failure's text.
  *
  * Blocks until the worker has ended: after its current command and callback it takes one waiting
  * packet from the line, if an image was under way, and tells the scanner to stop; with a silent
@@ -576,6 +613,135 @@ RIDGE_API int32_t ridgeStartStream(ridgeDeviceContext* context, const uint8_t* b
  * @param context  the context; NULL is ignored
  */
 RIDGE_API void ridgeStopCapture(ridgeDeviceContext* context);
+
+/* ---------------------------------------------------------------- Key and certificate ----------
+ *
+ * The scanner keeps a device key and a certificate; the library keeps neither, and wipes its copies
+ * of a key. These functions check their pointers, then whether there is a session, and then ask the
+ * session whether it is ready.
+ */
+
+/**
+ * Gives the scanner its device key, then reads its information anew: texts of an earlier
+ * ridgeGetInfo() are invalid from then on.
+ *
+ * Blocks for two commands, for each at most 3 seconds to send it and 3 seconds for the answer. When
+ * the second fails, its failure is returned though the key has been set.
+ *
+ * @param context  a connected context
+ * @param key      exactly 32 bytes; copied, and the copies are wiped
+ * @return #RIDGE_NULL_ARGUMENT      context or key is NULL (without a text)
+ * @return #RIDGE_NOT_CONNECTED      there is no session ("Not connected."), or it has lost its
+ *                                   scanner ("Device is not connected!")
+ * @return #RIDGE_PROTOCOL_ERROR     a capture, a stream or a signing request runs ("Invalid state -
+ *                                   command execution or capture is active!")
+ * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed ("Serial port error detected. ...")
+ * @return #RIDGE_TIMEOUT, #RIDGE_NO_RESPONSE ("Timeout setting device key." and the like),
+ *         #RIDGE_DEVICE_FAILURE, #RIDGE_UNEXPECTED_RESPONSE, #RIDGE_MALFORMED_DATA,
+ *         #RIDGE_UNEXPECTED_FAILURE
+ * @return #RIDGE_SUCCESS
+ */
+RIDGE_API int32_t ridgeDeviceSecuritySetKey(ridgeDeviceContext* context, const uint8_t* key);
+
+/**
+ * Makes the scanner forget its device key, then reads its information anew.
+ *
+ * As ridgeDeviceSecuritySetKey() in all else; its time-out reads "Timeout clearing device key.".
+ */
+RIDGE_API int32_t ridgeDeviceSecurityClearKey(ridgeDeviceContext* context);
+
+/**
+ * Fetches the scanner's certificate.
+ *
+ * Blocks for one command, at most 3 seconds to send it and 3 seconds for the answer.
+ *
+ * @param context      a connected context
+ * @param certificate  gets a buffer with the certificate, to be released with
+ *                     ridgeDeviceSecurityCertFree() and nothing else; NULL when the scanner has
+ * none
+ * @param size         gets the size in bytes; 0 when the scanner has none
+ * @return #RIDGE_NULL_ARGUMENT  context, certificate or size is NULL (without a text)
+ * @return the other codes of ridgeDeviceSecuritySetKey(), #RIDGE_MALFORMED_DATA excepted; the
+ *         time-out reads "Timeout retrieving certificate from device."
+ *
+ * After a failure nothing has been stored.
+ */
+RIDGE_API int32_t ridgeDeviceSecurityCertGet(ridgeDeviceContext* context, uint8_t** certificate,
+                                             uint32_t* size);
+
+/**
+ * Releases a certificate of ridgeDeviceSecurityCertGet(). Any thread; does not block.
+ *
+ * @param certificate  the buffer; NULL is allowed
+ */
+RIDGE_API void ridgeDeviceSecurityCertFree(uint8_t* certificate);
+
+/**
+ * Gives the scanner a certificate, then reads its information anew. The bytes are passed on as they
+ * are.
+ *
+ * Blocks, and leaves texts of ridgeGetInfo() invalid, as ridgeDeviceSecuritySetKey() does.
+ *
+ * @param context      a connected context
+ * @param certificate  the bytes; copied
+ * @param size         their number, 1 to 6000
+ * @return #RIDGE_NULL_ARGUMENT     context or certificate is NULL (without a text)
+ * @return #RIDGE_NOT_CONNECTED, #RIDGE_PROTOCOL_ERROR, #RIDGE_SERIAL_PORT_ERROR as
+ *         ridgeDeviceSecuritySetKey()
+ * @return #RIDGE_INVALID_ARGUMENT  the size is 0 or above 6000 ("Invalid certificate size 0.");
+ *                                  nothing has been sent
+ * @return the other codes of ridgeDeviceSecuritySetKey(); the time-out reads "Timeout setting
+ *         certificate."
+ */
+RIDGE_API int32_t ridgeDeviceSecurityCertSet(ridgeDeviceContext* context,
+                                             const uint8_t* certificate, uint32_t size);
+
+/**
+ * Makes the scanner forget its certificate and the keys that belong to it, then reads its
+ * information anew.
+ *
+ * As ridgeDeviceSecuritySetKey() in all else; its time-out reads "Timeout clearing certificate and
+ * keys.".
+ */
+RIDGE_API int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context);
+
+/**
+ * Lets the scanner create a certificate signing request, and returns. One of the two callbacks is
+ * called once, on the worker thread: csrCallback with the finished request, or csrErrorCallback
+ * with the failure. If csrCallback gets nothing for 10 seconds the failure is #RIDGE_NO_RESPONSE
+ * ("Timeout creating CSR.").
+ *
+ * Until then every other operation on the context is refused with #RIDGE_PROTOCOL_ERROR, and
+ * nothing can stop this one: ridgeStopCapture() does not wait for it. Do not call ridgeDisconnect()
+ * or ridgeFreeDeviceContext() before one of the callbacks has been called: they take away what the
+ * worker uses, and the process ends. Once a callback has been called they wait for it to return. A
+ * request still counts as running for an instant after that: what is refused then can be tried
+ * again.
+ *
+ * Does not block.
+ *
+ * @param context           a connected context
+ * @param subjectName       the subject; copied
+ * @param csrCallback       gets the request
+ * @param csrErrorCallback  gets the failure
+ * @param userContext       handed to either unchanged; may be NULL
+ * @return #RIDGE_NULL_ARGUMENT      context, subjectName, csrCallback or csrErrorCallback is NULL
+ *                                   (without a text)
+ * @return #RIDGE_INVALID_ARGUMENT   the subject is not as it must be: "common name must be
+ *                                   specified.", "Value for locality name is not a valid UTF-8
+ *                                   string.", "Value for common name has invalid length 65.
+ * Expected between 1 and 64 characters.", "Invalid country name value.". Looked at in this order:
+ * common name, locality, organization, organizational unit, state or province, country.
+ * @return #RIDGE_NOT_CONNECTED, #RIDGE_PROTOCOL_ERROR, #RIDGE_SERIAL_PORT_ERROR as
+ *         ridgeDeviceSecuritySetKey()
+ * @return #RIDGE_UNEXPECTED_FAILURE the worker cannot be started
+ * @return #RIDGE_SUCCESS            the request is being created
+ */
+RIDGE_API int32_t ridgeDeviceSecurityCreateCsr(ridgeDeviceContext* context,
+                                               const ridgeCsrSubjectName* subjectName,
+                                               ridgeCsrCallback csrCallback,
+                                               ridgeErrorCallback csrErrorCallback,
+                                               void* userContext);
 
 #ifdef __cplusplus
 }

@@ -1,17 +1,11 @@
 #pragma once
 
+#include "baselistener.h"
+
 #include <cstdint>
-#include <string>
 #include <vector>
 
 namespace ridge {
-
-/// Hears of a worker's failure, on the worker's thread.
-class BaseListener {
-public:
-    virtual ~BaseListener() = default;
-    virtual void onError(std::int32_t code, const std::string& message) = 0;
-};
 
 /// Hears of a capture's or a stream's progress, on the worker's thread. What it is given is valid
 /// only during the call.

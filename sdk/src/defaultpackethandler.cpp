@@ -1,6 +1,7 @@
 #include "defaultpackethandler.h"
 
 #include "logmessage.h"
+#include "wipe.h"
 
 #include <array>
 #include <chrono>
@@ -64,7 +65,9 @@ std::unique_ptr<Packet> DefaultPacketHandler::receive(std::uint32_t timeoutMs, b
 }
 
 void DefaultPacketHandler::send(const Packet& packet) {
-    const std::vector<std::uint8_t> bytes = packet.serialize();
+    std::vector<std::uint8_t> bytes = packet.serialize();
+    // They may hold a key.
+    const WipedAtEnd wiped(bytes);
     dataLink->sendFrame(bytes.data(), static_cast<std::int32_t>(bytes.size()));
 }
 

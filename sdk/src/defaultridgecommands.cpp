@@ -4,6 +4,7 @@
 #include "randombytes.h"
 #include "ridgeexception.h"
 #include "statuscode.h"
+#include "wipe.h"
 
 #include <array>
 #include <utility>
@@ -126,7 +127,9 @@ std::vector<std::uint8_t> DefaultRidgeCommands::createCsr(const CsrName& name) {
 void DefaultRidgeCommands::setKey(const std::uint8_t* key) {
     std::array<std::uint8_t, deviceKeySize> noise{};
     fillRandom(noise);
-    exchange({0x20, "SET KEY", "Timeout setting device key."}, encodeKey(noise, key));
+    std::vector<std::uint8_t> payload = encodeKey(noise, key);
+    const WipedAtEnd wiped(payload);
+    exchange({0x20, "SET KEY", "Timeout setting device key."}, payload);
 }
 
 void DefaultRidgeCommands::setSettings(const DeviceSettings& settings) {
@@ -164,7 +167,12 @@ std::vector<std::uint8_t> DefaultRidgeCommands::exchange(const Command& command,
 /// Sends one request and returns its answer, unchecked and never null.
 std::unique_ptr<Packet> DefaultRidgeCommands::request(const Command& command,
                                                       const std::vector<std::uint8_t>& payload) {
-    packetHandler->send(Packet(packetTypeRequest, command.code, payload.data(), payload.size()));
+    {
+        Packet packet(packetTypeRequest, command.code, payload.data(), payload.size());
+        // It may hold a key.
+        const WipedAtEnd wiped(packet.data);
+        packetHandler->send(packet);
+    }
     std::unique_ptr<Packet> answer = command.timeoutMs == 0
                                          ? packetHandler->receive(false)
                                          : packetHandler->receive(command.timeoutMs, false);

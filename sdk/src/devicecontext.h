@@ -1,6 +1,7 @@
 #pragma once
 
 #include "defaultcapturelistener.h"
+#include "defaultcreatecsrlistener.h"
 #include "ridge-sdk.h"
 #include "ridgedevice.h"
 
@@ -17,11 +18,15 @@ struct ridgeDeviceContext {
     ~ridgeDeviceContext() {
         if (device) {
             device->disconnect(true);
+            device->waitForCsrDelivery();
         }
     }
 
     std::unique_ptr<ridge::RidgeDevice> device;
     /// Carries the callbacks of the operation that was started last.
     std::unique_ptr<ridge::DefaultCaptureListener> captureListener;
+    /// Carries the callbacks of the signing request that was asked for last. Shared with the worker
+    /// that uses it.
+    std::shared_ptr<ridge::DefaultCreateCsrListener> csrListener;
     std::string lastError;
 };

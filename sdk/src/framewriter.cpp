@@ -1,6 +1,7 @@
 #include "framewriter.h"
 
 #include "frameformat.h"
+#include "wipe.h"
 
 namespace ridge {
 namespace {
@@ -13,6 +14,10 @@ bool needsEscape(std::uint8_t byte) {
 
 FrameWriter::FrameWriter(SerialPort& serialPort, std::size_t scratchSize)
     : port(serialPort), scratch(scratchSize) {}
+
+FrameWriter::~FrameWriter() {
+    wipe(scratch);
+}
 
 void FrameWriter::writeFrame(const std::uint8_t* payload, std::size_t size) {
     put(startFlag);

@@ -14,6 +14,11 @@ namespace ridge {
 class FrameWriter {
 public:
     FrameWriter(SerialPort& serialPort, std::size_t scratchSize);
+    /// Leaves nothing of the payload in memory, which may be a key.
+    ~FrameWriter();
+
+    FrameWriter(const FrameWriter&) = delete;
+    FrameWriter& operator=(const FrameWriter&) = delete;
 
     /// Writes one frame: start flag, the payload with the flag values escaped, end flag.
     void writeFrame(const std::uint8_t* payload, std::size_t size);

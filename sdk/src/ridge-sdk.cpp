@@ -1,6 +1,8 @@
 #include "ridge-sdk.h"
 
 #include "argumentchecks.h"
+#include "commandpayloads.h"
+#include "csrname.h"
 #include "defaultfactory.h"
 #include "devicecontext.h"
 #include "deviceenumeration.h"
@@ -10,10 +12,14 @@
 #include "scanneridentifiers.h"
 #include "statuscode.h"
 #include "version.h"
+#include "wipe.h"
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 using namespace ridge;
 
@@ -62,6 +68,24 @@ std::int32_t checkCaptureStart(ridgeDeviceContext& context,
     return firstFailure([&] { return checkCaptureParameters(context, parameters); },
                         [&] { return checkCaptureCallbacks(context, callbacks); },
                         [&] { return checkSessionIdle(context); });
+}
+
+/// The functions that manage keys and certificates leave all other checks to the session.
+std::int32_t checkSession(ridgeDeviceContext& context) {
+    return context.device ? RIDGE_SUCCESS : fail(context, RIDGE_NOT_CONNECTED, "Not connected.");
+}
+
+/// Runs an operation of the session, or reports that there is none.
+template <typename Operation>
+std::int32_t runOnSession(ridgeDeviceContext& context, const Operation& operation) {
+    return withinBoundary(context, [&]() -> std::int32_t {
+        const std::int32_t code = checkSession(context);
+        if (code != RIDGE_SUCCESS) {
+            return code;
+        }
+        operation(*context.device);
+        return RIDGE_SUCCESS;
+    });
 }
 
 /// Makes the listener of a new operation; the one before goes.
@@ -164,6 +188,7 @@ void ridgeDisconnect(ridgeDeviceContext* context) {
     if (context->device) {
         // A callback that still runs finds the session in its place.
         context->device->disconnect(true);
+        context->device->waitForCsrDelivery();
         context->device.reset();
     }
 }
@@ -300,4 +325,82 @@ void ridgeStopCapture(ridgeDeviceContext* context) {
     }
     context->captureListener.reset();
     context->lastError.clear();
+}
+
+std::int32_t ridgeDeviceSecuritySetKey(ridgeDeviceContext* context, const std::uint8_t* key) {
+    if (context == nullptr || key == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    return runOnSession(*context, [&](RidgeDevice& device) {
+        std::array<std::uint8_t, deviceKeySize> copy{};
+        const WipedAtEnd wiped(copy);
+        std::copy_n(key, copy.size(), copy.begin());
+        device.setKey(copy.data());
+    });
+}
+
+std::int32_t ridgeDeviceSecurityClearKey(ridgeDeviceContext* context) {
+    if (context == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    return runOnSession(*context, [](RidgeDevice& device) { device.clearKey(); });
+}
+
+std::int32_t ridgeDeviceSecurityCertGet(ridgeDeviceContext* context, std::uint8_t** certificate,
+                                        std::uint32_t* size) {
+    if (context == nullptr || certificate == nullptr || size == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    return runOnSession(*context, [&](RidgeDevice& device) {
+        const std::vector<std::uint8_t> bytes = device.getCertificate();
+        std::uint8_t* copy = nullptr;
+        if (!bytes.empty()) {
+            copy = new std::uint8_t[bytes.size()];
+            std::copy(bytes.begin(), bytes.end(), copy);
+        }
+        *certificate = copy;
+        *size = static_cast<std::uint32_t>(bytes.size());
+    });
+}
+
+void ridgeDeviceSecurityCertFree(std::uint8_t* certificate) {
+    delete[] certificate;
+}
+
+std::int32_t ridgeDeviceSecurityCertSet(ridgeDeviceContext* context,
+                                        const std::uint8_t* certificate, std::uint32_t size) {
+    if (context == nullptr || certificate == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    return runOnSession(*context, [&](RidgeDevice& device) {
+        device.setCertificate(certificate, static_cast<std::int32_t>(size));
+    });
+}
+
+std::int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context) {
+    if (context == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    return runOnSession(*context, [](RidgeDevice& device) { device.clearCertificate(); });
+}
+
+std::int32_t ridgeDeviceSecurityCreateCsr(ridgeDeviceContext* context,
+                                          const ridgeCsrSubjectName* subjectName,
+                                          ridgeCsrCallback csrCallback,
+                                          ridgeErrorCallback csrErrorCallback, void* userContext) {
+    if (context == nullptr || subjectName == nullptr || csrCallback == nullptr ||
+        csrErrorCallback == nullptr) {
+        return RIDGE_NULL_ARGUMENT;
+    }
+    return withinBoundary(*context, [&]() -> std::int32_t {
+        const CsrName name(*subjectName);
+        context->csrListener =
+            std::make_shared<DefaultCreateCsrListener>(csrCallback, csrErrorCallback, userContext);
+        const std::int32_t code = checkSession(*context);
+        if (code != RIDGE_SUCCESS) {
+            return code;
+        }
+        context->device->createCsr(name, context->csrListener);
+        return RIDGE_SUCCESS;
+    });
 }

@@ -27,6 +27,7 @@ RidgeDevice::RidgeDevice(const std::string& portName, Factory<std::string>& fact
 
 RidgeDevice::~RidgeDevice() {
     disconnect(true);
+    waitForCsrDelivery();
 }
 
 void RidgeDevice::disconnect(bool stopWorker) {
@@ -96,6 +97,41 @@ void RidgeDevice::setSettings(std::uint8_t rotation, bool option) {
     commands->setSettings({rotation, optionFlag | (settings.flags & DeviceSettings::deviceFlag)});
 }
 
+void RidgeDevice::setKey(const std::uint8_t* key) {
+    checkReady();
+    commands->setKey(key);
+    reloadDeviceInfo();
+}
+
+void RidgeDevice::clearKey() {
+    checkReady();
+    commands->clearKey();
+    reloadDeviceInfo();
+}
+
+void RidgeDevice::setCertificate(const std::uint8_t* certificate, std::int32_t size) {
+    checkReady();
+    commands->certSet(certificate, size);
+    reloadDeviceInfo();
+}
+
+void RidgeDevice::clearCertificate() {
+    checkReady();
+    commands->certClear();
+    reloadDeviceInfo();
+}
+
+std::vector<std::uint8_t> RidgeDevice::getCertificate() {
+    checkReady();
+    return commands->certGet();
+}
+
+void RidgeDevice::reloadDeviceInfo() {
+    DeviceInfo info = commands->getDeviceInfo();
+    const std::lock_guard lock(*stateMutex);
+    deviceInfo = std::move(info);
+}
+
 void RidgeDevice::setHostAssistedCaptureResult(std::uint8_t verdict) {
     const std::lock_guard lock(*stateMutex);
     hacVerdict = verdict;
@@ -120,6 +156,7 @@ void RidgeDevice::startWorker(WorkerKind kind, const char* name, BaseListener& l
             runWorker(name, listener, body, slotMutex, done);
         });
     workerKind = kind;
+    csrAnswered = false;
 }
 
 void RidgeDevice::runWorker(const char* name, BaseListener& listener,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capturelistener.h"
+#include "createcsrlistener.h"
 #include "deviceinfo.h"
 #include "factory.h"
 #include "packethandler.h"
@@ -25,13 +26,15 @@ class BlockAssembler;
 /// One open session with one scanner. It runs one thing at a time: a command on the caller's
 /// thread, or a long operation on a worker thread of its own, which reports through a listener.
 ///
-/// Listeners are borrowed and must outlive the worker that uses them.
+/// Capture listeners are borrowed and must outlive the worker that uses them.
 class RidgeDevice final : public SerialPortErrorListener {
 public:
     /// Opens the port and reads the scanner's information and settings. Throws what the factory or
     /// the commands throw; nothing stays open then. The factory is not kept.
     RidgeDevice(const std::string& portName, Factory<std::string>& factory);
-    /// Stops a running capture or stream, waits for its end and closes the port.
+    /// Stops a running capture or stream, waits for its end and closes the port. Waits for a
+    /// signing request's callback that is under way; before that, while the scanner is creating the
+    /// request, the session must stay: the process ends otherwise.
     ~RidgeDevice() override;
 
     RidgeDevice(const RidgeDevice&) = delete;
@@ -41,12 +44,17 @@ public:
     /// stream and waits for its end; without it the caller is the worker.
     void disconnect(bool stopWorker);
 
+    /// Waits until the outcome of a signing request, if there is one already, has been delivered
+    /// and its worker has ended; on that worker itself, returns at once.
+    void waitForCsrDelivery();
+
     [[nodiscard]] bool isConnected() const;
     /// A capture, host-assisted capture or stream is running.
     [[nodiscard]] bool isCaptureActive() const;
 
-    /// As read when the session opened, without device traffic; an empty record once released. A
-    /// record that was returned keeps its texts for the session's life, released or not.
+    /// As read last, without device traffic; an empty record once released. A record that was
+    /// returned keeps its texts, released or not, until an operation reads the information anew. To
+    /// be used on the thread that runs the operations.
     [[nodiscard]] const DeviceInfo& getDeviceInfo() const;
     /// As read when the session opened; setting them does not change it.
     [[nodiscard]] const DeviceSettings& getSettings() const;
@@ -60,12 +68,25 @@ public:
     /// Writes the settings. The scanner's own flag is carried along.
     void setSettings(std::uint8_t rotation, bool option);
 
+    /// Each changes what the scanner holds and reads its information anew. `key` points at 32
+    /// bytes.
+    void setKey(const std::uint8_t* key);
+    void clearKey();
+    void setCertificate(const std::uint8_t* certificate, std::int32_t size);
+    void clearCertificate();
+    /// Empty when the scanner has none.
+    [[nodiscard]] std::vector<std::uint8_t> getCertificate();
+
     /// Each starts a worker and returns. `block` points at 256 bytes, or is null.
     void startCapture(std::uint8_t mode, std::uint32_t timeoutMs, std::uint32_t parameter,
                       const std::uint8_t* block, CaptureListener& listener);
     void startHostAssistedCapture(std::uint8_t mode, std::uint32_t parameter,
                                   const std::uint8_t* block, CaptureListener& listener);
     void startStream(const std::uint8_t* block, CaptureListener& listener);
+
+    /// As above, with a listener that is shared: another one may take its place at the owner's
+    /// while the worker runs. Nothing stops this worker.
+    void createCsr(const CsrName& name, std::shared_ptr<CreateCsrListener> listener);
 
     /// The host's verdict on the last image of a host-assisted capture: 0 rejects it, any other
     /// value but 2 accepts it; 2 means that the verdict is still awaited.
@@ -97,6 +118,10 @@ private:
     static void runReporting(const char* name, BaseListener& listener,
                              const std::function<void()>& body);
 
+    void reloadDeviceInfo();
+
+    void createCsrBody(const CsrName& name, CreateCsrListener& listener);
+    [[nodiscard]] std::vector<std::uint8_t> askForCsr(const CsrName& name);
     void captureLoop(std::uint8_t mode, std::uint32_t timeoutMs, std::uint32_t parameter,
                      const std::vector<std::uint8_t>& block, CaptureListener& listener);
     void streamLoop(bool hostAssisted, std::uint8_t mode, std::uint32_t parameter,
@@ -116,10 +141,11 @@ private:
     DeviceInfo deviceInfo;
     DeviceSettings settings;
     std::atomic<bool> stopRequested{false};
-    /// Guards the pointers `packetHandler`, `commands` and `worker`, `workerKind` and `hacVerdict`.
-    /// A command runs without it: the guard and the single worker slot keep the pointers in place.
-    /// The worker shares it, and `workerDone`: whoever waits for its end may destroy the session
-    /// before its unlocking and its notification have returned.
+    /// Guards the pointers `packetHandler`, `commands` and `worker`, the replacement of
+    /// `deviceInfo`, `workerKind` and `hacVerdict`. A command runs without it: the guard and the
+    /// single worker slot keep the pointers in place. The worker shares it, and `workerDone`:
+    /// whoever waits for its end may destroy the session before its unlocking and its notification
+    /// have returned.
     std::shared_ptr<std::mutex> stateMutex;
     /// Guards `serialError`. Never held together with `stateMutex`.
     mutable std::mutex errorMutex;
@@ -133,6 +159,9 @@ private:
     /// Notified when a worker has ended.
     std::shared_ptr<std::condition_variable> workerDone;
     WorkerKind workerKind = WorkerKind::none;
+    /// The running worker has had its answer to CREATE CSR, or none, and uses nothing of the
+    /// session but its slot any more. Guarded by `stateMutex`.
+    bool csrAnswered = false;
 };
 
 } // namespace ridge

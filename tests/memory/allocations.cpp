@@ -1,7 +1,10 @@
 #include "allocations.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace ridge::test {
@@ -11,6 +14,21 @@ thread_local std::size_t allocations = 0;
 /// How many allocations to go until one is refused; 0 when none is.
 thread_local std::size_t countdownOfThread = 0;
 std::atomic<std::size_t> countdownOfAll{0};
+
+/// Before each block stands its size.
+constexpr std::size_t headerSize = alignof(std::max_align_t);
+static_assert(headerSize >= sizeof(std::size_t));
+
+thread_local bool keepsFreedMemory = false;
+/// The blocks that were given back, one behind the other.
+std::array<std::uint8_t, 1 << 20> freedBytes;
+std::size_t freedCount = 0;
+
+void keepFreed(const void* memory, std::size_t size) {
+    const std::size_t kept = std::min(size, freedBytes.size() - freedCount);
+    std::memcpy(freedBytes.data() + freedCount, memory, kept);
+    freedCount += kept;
+}
 
 bool countsDownToRefusal() {
     ++allocations;
@@ -24,7 +42,25 @@ bool countsDownToRefusal() {
 }
 
 void* allocate(std::size_t size) noexcept {
-    return countsDownToRefusal() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const block = countsDownToRefusal() ? nullptr : std::malloc(headerSize + size);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    std::memcpy(block, &size, sizeof(size));
+    return static_cast<std::uint8_t*>(block) + headerSize;
+}
+
+void release(void* memory) noexcept {
+    if (memory == nullptr) {
+        return;
+    }
+    void* const block = static_cast<std::uint8_t*>(memory) - headerSize;
+    if (keepsFreedMemory) {
+        std::size_t size = 0;
+        std::memcpy(&size, block, sizeof(size));
+        keepFreed(memory, size);
+    }
+    std::free(block);
 }
 
 void* allocateOrThrow(std::size_t size) {
@@ -57,6 +93,20 @@ bool AllocationRefusal::happened() const {
     return (scope == Threads::current ? countdownOfThread : countdownOfAll.load()) == 0;
 }
 
+FreedMemory::FreedMemory() {
+    freedCount = 0;
+    keepsFreedMemory = true;
+}
+
+FreedMemory::~FreedMemory() {
+    keepsFreedMemory = false;
+}
+
+bool FreedMemory::held(std::span<const std::uint8_t> bytes) {
+    const auto end = freedBytes.begin() + static_cast<std::ptrdiff_t>(freedCount);
+    return std::search(freedBytes.begin(), end, bytes.begin(), bytes.end()) != end;
+}
+
 std::size_t allocationsOfThisThread() {
     return allocations;
 }
@@ -80,25 +130,25 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
 }
 
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    ridge::test::release(memory);
 }
 
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    ridge::test::release(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    ridge::test::release(memory);
 }
 
 void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
+    ridge::test::release(memory);
 }
 
 void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+    ridge::test::release(memory);
 }
 
 void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+    ridge::test::release(memory);
 }

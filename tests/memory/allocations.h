@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <span>
 
 namespace ridge::test {
 
@@ -20,6 +22,20 @@ public:
 
 private:
     Threads scope;
+};
+
+/// Keeps what is in the memory that the calling thread gives back while the object lives. One at a
+/// time.
+class FreedMemory {
+public:
+    FreedMemory();
+    ~FreedMemory();
+
+    FreedMemory(const FreedMemory&) = delete;
+    FreedMemory& operator=(const FreedMemory&) = delete;
+
+    /// Whether a block that was given back held these bytes one after the other.
+    [[nodiscard]] static bool held(std::span<const std::uint8_t> bytes);
 };
 
 /// How many allocations the calling thread has made so far.

@@ -80,6 +80,8 @@ public:
     DeviceInfo deviceInfo;
     DeviceSettings deviceSettings;
     CaptureMask mask{};
+    std::vector<std::uint8_t> certificate;
+    std::vector<std::uint8_t> csr;
     ChunkScript captureData;
     ChunkScript streamData;
 
@@ -151,7 +153,7 @@ public:
 
     std::vector<std::uint8_t> certGet() override {
         call("certGet");
-        return {};
+        return script.certificate;
     }
 
     void certSet(const std::uint8_t* certificate, std::int32_t size) override {
@@ -159,8 +161,10 @@ public:
     }
 
     std::vector<std::uint8_t> createCsr(const CsrName& name) override {
-        call("createCsr", " commonName=" + name.commonName);
-        return {};
+        call("createCsr", " " + name.commonName + "|" + name.country + "|" + name.locality + "|" +
+                              name.organization + "|" + name.organizationalUnit + "|" +
+                              name.stateOrProvince);
+        return script.csr;
     }
 
     void setKey(const std::uint8_t* key) override {

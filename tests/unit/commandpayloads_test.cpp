@@ -336,20 +336,32 @@ Bytes fieldBytes(const std::string& text) {
     return bytes;
 }
 
+/// Unchecked, in the order of the wire.
+CsrName csrName(const std::array<std::string, 6>& fields) {
+    CsrName name;
+    name.commonName = fields[0];
+    name.country = fields[1];
+    name.locality = fields[2];
+    name.organization = fields[3];
+    name.organizationalUnit = fields[4];
+    name.stateOrProvince = fields[5];
+    return name;
+}
+
 TEST(CsrNamePayload, Fields_FollowOneAnotherWithTheirLengths) {
-    EXPECT_EQ(encodeCsrName({"Ann", "DE", "L", "Or", "Unit", "State"}),
+    EXPECT_EQ(encodeCsrName(csrName({"Ann", "DE", "L", "Or", "Unit", "State"})),
               hexBytes("0003 416E6E 0002 4445 0001 4C 0002 4F72 0004 556E6974 0005 5374617465"));
 }
 
 TEST(CsrNamePayload, EmptyFields_AreTwoZeroBytes) {
-    EXPECT_EQ(encodeCsrName({"A", "", "", "", "", ""}),
+    EXPECT_EQ(encodeCsrName(csrName({"A", "", "", "", "", ""})),
               hexBytes("0001 41 0000 0000 0000 0000 0000"));
 }
 
 TEST(CsrNamePayload, LargestFields_Make1806Bytes) {
-    const CsrName name{std::string(256, 'a'), "DE",
-                       std::string(512, 'c'), std::string(256, 'd'),
-                       std::string(256, 'e'), std::string(512, 'f')};
+    const CsrName name =
+        csrName({std::string(256, 'a'), "DE", std::string(512, 'c'), std::string(256, 'd'),
+                 std::string(256, 'e'), std::string(512, 'f')});
     Bytes expected;
     for (const std::string& field :
          {name.commonName, name.country, name.locality, name.organization, name.organizationalUnit,
@@ -361,7 +373,7 @@ TEST(CsrNamePayload, LargestFields_Make1806Bytes) {
 }
 
 TEST(CsrNamePayload, FieldThatBreaksItsLimit_IsRefusedWithReason1) {
-    const CsrName valid{"Ann", "DE", "L", "Or", "Unit", "State"};
+    const CsrName valid = csrName({"Ann", "DE", "L", "Or", "Unit", "State"});
     ASSERT_NO_THROW(encodeCsrName(valid));
     const auto expectRefused = [&valid](std::string CsrName::*field, const std::string& text) {
         CsrName name = valid;

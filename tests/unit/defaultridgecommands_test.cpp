@@ -33,6 +33,13 @@ CaptureMask rampMask() {
     return mask;
 }
 
+CsrName csrName(const std::string& commonName, const std::string& country) {
+    CsrName name;
+    name.commonName = commonName;
+    name.country = country;
+    return name;
+}
+
 const Bytes key = ramp(32);
 const Bytes certificate = hexBytes("AA BB");
 const Bytes smallestInfo = Bytes(22);
@@ -205,11 +212,8 @@ const std::vector<Exchange> exchanges{
      "Timeout setting certificate.",
      hexBytes("01 00 03 22 AA BB 76"),
      {}},
-    {"CreateCsr",
-     [](RidgeCommands& commands) {
-         commands.createCsr({"A", "", "", "", "", ""});
-     },
-     0x21, "CREATE CSR", "Timeout creating CSR.",
+    {"CreateCsr", [](RidgeCommands& commands) { commands.createCsr(csrName("A", "")); }, 0x21,
+     "CREATE CSR", "Timeout creating CSR.",
      hexBytes("01 00 0E 21 00 01 41 00 00 00 00 00 00 00 00 00 00 8F"), ramp(300), true, 10000},
     {"SetKey",
      [](RidgeCommands& commands) { commands.setKey(key.data()); },
@@ -481,17 +485,14 @@ TEST_F(CertGetCommand, EmptyAnswer_IsAnEmptyCertificate) {
 
 TEST_F(CreateCsrCommand, AnswerIsTheRequest) {
     packets.answer(response, 0x21, ramp(900));
-    EXPECT_EQ(commands.createCsr({"Ann", "DE", "", "", "", ""}), ramp(900));
+    EXPECT_EQ(commands.createCsr(csrName("Ann", "DE")), ramp(900));
     ASSERT_EQ(packets.sent.size(), 1U);
     EXPECT_EQ(packets.sent[0].data, hexBytes("0003 416E6E 0002 4445 0000 0000 0000 0000"));
 }
 
 TEST_F(CreateCsrCommand, BadField_IsRefusedBeforeAnythingIsSent) {
-    EXPECT_THAT(
-        [this] {
-            commands.createCsr({"Ann", "DEU", "", "", "", ""});
-        },
-        throwsRidgeException(6, "Failed to create create CSR command (1)."));
+    EXPECT_THAT([this] { commands.createCsr(csrName("Ann", "DEU")); },
+                throwsRidgeException(6, "Failed to create create CSR command (1)."));
     EXPECT_TRUE(packets.sent.empty());
 }
 
