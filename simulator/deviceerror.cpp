@@ -18,6 +18,8 @@ std::string_view textOfError(DeviceError error) {
         return "Invalid host verdict";
     case DeviceError::nothingReady:
         return "Nothing ready";
+    case DeviceError::csrFailed:
+        return "Request not created";
     case DeviceError::captureTimeout:
         return "Capture timeout";
     case DeviceError::captureEvent:

@@ -15,6 +15,7 @@ enum class DeviceError : std::uint8_t {
     notSupported = 5,
     invalidVerdict = 6,
     nothingReady = 7,
+    csrFailed = 8,
     captureTimeout = 9,
     captureEvent = 12,
 };

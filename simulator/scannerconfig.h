@@ -1,6 +1,7 @@
 #pragma once
 
 #include "blocklayout.h"
+#include "csrsubject.h"
 #include "faults.h"
 #include "fingerprint.h"
 #include "fingertimeline.h"
@@ -10,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,9 @@ struct DeviceSettings {
     bool operator==(const DeviceSettings&) const = default;
 };
 
+/// Makes a certificate signing request that fits into one packet.
+using CreateCsr = std::function<std::vector<std::uint8_t>(const CsrSubject&)>;
+
 struct ScannerConfig {
     DeviceIdentity identity;
     DeviceSettings settings;
@@ -49,6 +54,9 @@ struct ScannerConfig {
     /// Bytes of an image block in one data packet.
     std::size_t chunkSize = 10000;
     std::uint32_t maskSeed = 1;
+    /// Without it CREATE CSR is not supported. The key pair is its own: the scanner does not show
+    /// it. What it throws as std::exception makes the scanner refuse the command.
+    CreateCsr createCsr;
     FaultSet faults;
 };
 

@@ -1,9 +1,11 @@
 #include "scannermodel.h"
 
 #include "bigendian.h"
+#include "csrsubject.h"
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -217,8 +219,7 @@ std::vector<std::uint8_t> ScannerModel::execute(Command command, const Bytes& pa
         setCertificate(payload);
         return {};
     case Command::createCsr:
-        requireIdle();
-        throw Refusal{DeviceError::notSupported};
+        return createCsr(payload);
     default:
         break;
     }
@@ -339,6 +340,18 @@ void ScannerModel::setCertificate(const Bytes& payload) {
             DeviceError::invalidLength);
     requireIdle();
     store.setCertificate(payload);
+}
+
+std::vector<std::uint8_t> ScannerModel::createCsr(const Bytes& payload) const {
+    requireIdle();
+    require(static_cast<bool>(config.createCsr), DeviceError::notSupported);
+    const std::optional<CsrSubject> subject = parseCsrSubject(payload);
+    require(subject.has_value(), DeviceError::invalidLength);
+    try {
+        return config.createCsr(*subject);
+    } catch (const std::exception&) {
+        throw Refusal{DeviceError::csrFailed};
+    }
 }
 
 void ScannerModel::requireIdle() const {

@@ -105,6 +105,7 @@ private:
     void takeVerdict(const Bytes& payload);
     void setKey(const Bytes& payload);
     void setCertificate(const Bytes& payload);
+    Bytes createCsr(const Bytes& payload) const;
     void requireIdle() const;
 
     void beginActivity(Activity activity, CaptureRequest newRequest);

@@ -64,7 +64,7 @@ void CommandReport::onPacket(Direction direction, const Packet& packet) {
                << model.settings().flags;
     } else if (command == Command::hostAssistedCaptureResult && model.lastVerdict()) {
         stream << (*model.lastVerdict() ? ": accepted" : ": rejected");
-    } else if (isRepeated(command)) {
+    } else if (isRepeated(command) || command == Command::createCsr) {
         stream << ": " << packet.data.size() << " bytes";
     }
     stream << std::endl;

@@ -1,4 +1,5 @@
 #include "commandreport.h"
+#include "csrcreator.h"
 #include "driverservice.h"
 #include "mailbox.h"
 #include "options.h"
@@ -15,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -54,17 +56,33 @@ void obey(const std::string& command, UsbAttachment* cable, ScannerLoop& loop) {
     }
 }
 
+/// The scanner answers with a number: the reason is for whoever runs it.
+std::vector<std::uint8_t> createdRequest(CsrCreator& requests, const CsrSubject& subject) {
+    try {
+        return requests.create(subject);
+    } catch (const std::exception& failure) {
+        std::cerr << "ridge-scanner: " << failure.what() << std::endl;
+        throw;
+    }
+}
+
 void run(const ScannerOptions& options) {
     std::unique_ptr<UsbAttachment> cable;
     std::string lineName = options.port;
     std::string hostName = options.port;
     if (options.virtualPort != 0) {
         startDriver(driverFileBesideProgram());
+        removeForsakenDevices();
         cable = std::make_unique<UsbAttachment>(options.virtualPort, options.usb);
         lineName = cable->lineName();
         hostName = "COM" + std::to_string(options.virtualPort);
     }
-    ScannerModel model(options.config);
+    CsrCreator requests;
+    ScannerConfig config = options.config;
+    config.createCsr = [&requests](const CsrSubject& subject) {
+        return createdRequest(requests, subject);
+    };
+    ScannerModel model(config);
     CommandReport report(model, std::cout, options.verbose);
     model.setTrace([&report](Direction direction, const Packet& packet) {
         report.onPacket(direction, packet);

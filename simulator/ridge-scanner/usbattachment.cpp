@@ -18,7 +18,6 @@ std::string instanceIdentifier(const UsbIdentity& identity) {
 UsbAttachment::UsbAttachment(std::uint32_t portNumber, const UsbIdentity& identity)
     : port(portNumber), listed{instanceIdentifier(identity), portNumber, identity.description,
                                identity.manufacturer} {
-    removeForsakenDevices();
     registration = std::make_unique<DeviceRegistration>(listed);
 }
 

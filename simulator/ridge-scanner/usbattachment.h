@@ -22,7 +22,8 @@ struct UsbIdentity {
 /// Plugged in from the start.
 class UsbAttachment {
 public:
-    /// The driver of virtual ports must run.
+    /// The driver of virtual ports must run, and nothing that a killed scanner has left may be
+    /// listed.
     UsbAttachment(std::uint32_t portNumber, const UsbIdentity& identity);
 
     /// The scanner's end of the line, which stays when the cable is unplugged.

@@ -70,17 +70,13 @@ DWORD sizeWithNul(const std::string& text) {
     return static_cast<DWORD>(text.size() + 1);
 }
 
-// The device may be there already: left behind, or plugged in again.
-void openOrCreate(const DeviceSet& set, const ListedDevice& listed, SP_DEVINFO_DATA& device) {
-    const char* identifier = listed.instanceIdentifier.c_str();
-    if (SetupDiCreateDeviceInfoA(set.get(), identifier, &portsClass, listed.description.c_str(),
-                                 nullptr, 0, &device) != FALSE) {
-        if (SetupDiRegisterDeviceInfo(set.get(), &device, 0, nullptr, nullptr, nullptr) == FALSE) {
-            throwSystemFailure("cannot register the device");
-        }
-    } else if (GetLastError() != ERROR_DEVINST_ALREADY_EXISTS ||
-               SetupDiOpenDeviceInfoA(set.get(), identifier, nullptr, 0, &device) == FALSE) {
-        throwSystemFailure("cannot create the device");
+void create(const DeviceSet& set, const ListedDevice& listed, SP_DEVINFO_DATA& device) {
+    if (SetupDiCreateDeviceInfoA(set.get(), listed.instanceIdentifier.c_str(), &portsClass,
+                                 listed.description.c_str(), nullptr, 0, &device) == FALSE) {
+        throwSystemFailure("cannot list the device " + listed.instanceIdentifier);
+    }
+    if (SetupDiRegisterDeviceInfo(set.get(), &device, 0, nullptr, nullptr, nullptr) == FALSE) {
+        throwSystemFailure("cannot register the device");
     }
 }
 
@@ -92,24 +88,28 @@ void setProperty(const DeviceSet& set, SP_DEVINFO_DATA& device, DWORD property,
     }
 }
 
-void setValue(const DeviceKey& key, const char* name, DWORD type, const BYTE* bytes, DWORD size) {
+void setValue(const DeviceSet& set, SP_DEVINFO_DATA& device, const char* name, DWORD type,
+              const BYTE* bytes, DWORD size) {
+    const DeviceKey key(SetupDiCreateDevRegKeyA(set.get(), &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV,
+                                                nullptr, nullptr));
+    if (!key.valid()) {
+        throwSystemFailure("cannot create the device's registry key");
+    }
     const LSTATUS result = RegSetValueExA(key.get(), name, 0, type, bytes, size);
     if (result != ERROR_SUCCESS) {
         throwSystemFailure("cannot store the device's port", static_cast<DWORD>(result));
     }
 }
 
-void storePort(const DeviceSet& set, SP_DEVINFO_DATA& device, std::uint32_t portNumber) {
-    const DeviceKey key(SetupDiCreateDevRegKeyA(set.get(), &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV,
-                                                nullptr, nullptr));
-    if (!key.valid()) {
-        throwSystemFailure("cannot create the device's registry key");
-    }
+void storeMark(const DeviceSet& set, SP_DEVINFO_DATA& device, std::uint32_t portNumber) {
     const DWORD number = portNumber;
-    setValue(key, virtualPortValue, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
+    setValue(set, device, virtualPortValue, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
              sizeof(number));
+}
+
+void storePortName(const DeviceSet& set, SP_DEVINFO_DATA& device, std::uint32_t portNumber) {
     const std::string name = "COM" + std::to_string(portNumber);
-    setValue(key, "PortName", REG_SZ, bytesOf(name), sizeWithNul(name));
+    setValue(set, device, "PortName", REG_SZ, bytesOf(name), sizeWithNul(name));
 }
 
 std::optional<std::uint32_t> storedPort(const DeviceSet& set, SP_DEVINFO_DATA& device) {
@@ -130,13 +130,19 @@ std::optional<std::uint32_t> storedPort(const DeviceSet& set, SP_DEVINFO_DATA& d
 } // namespace
 
 struct DeviceRegistration::Private {
+    explicit Private(const ListedDevice& listed) { create(set, listed, device); }
+    ~Private() { SetupDiRemoveDevice(set.get(), &device); }
+    Private(const Private&) = delete;
+    Private& operator=(const Private&) = delete;
+
     DeviceSet set{SetupDiCreateDeviceInfoList(&portsClass, nullptr)};
     SP_DEVINFO_DATA device = emptyDevice();
 };
 
 DeviceRegistration::DeviceRegistration(const ListedDevice& listed)
-    : impl(std::make_unique<Private>()) {
-    openOrCreate(impl->set, listed, impl->device);
+    : impl(std::make_unique<Private>(listed)) {
+    // First: it marks the device as ours should this process be killed.
+    storeMark(impl->set, impl->device, listed.portNumber);
     setProperty(impl->set, impl->device, SPDRP_MFG, listed.manufacturer);
     SP_DEVICE_INTERFACE_DATA portInterface{};
     portInterface.cbSize = sizeof(portInterface);
@@ -145,12 +151,10 @@ DeviceRegistration::DeviceRegistration(const ListedDevice& listed)
         throwSystemFailure("cannot register the COM-port interface");
     }
     // Last: without a port's name the device is not found half made.
-    storePort(impl->set, impl->device, listed.portNumber);
+    storePortName(impl->set, impl->device, listed.portNumber);
 }
 
-DeviceRegistration::~DeviceRegistration() {
-    SetupDiRemoveDevice(impl->set.get(), &impl->device);
-}
+DeviceRegistration::~DeviceRegistration() = default;
 
 void removeForsakenDevices() {
     const DeviceSet set(SetupDiGetClassDevsA(&portsClass, nullptr, nullptr, 0));

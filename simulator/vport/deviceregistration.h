@@ -17,8 +17,8 @@ struct ListedDevice {
 
 // Lists a device of a virtual port in the system's device database, as its driver does when it is
 // plugged in: in the class of ports and as a COM-port interface. It is listed as long as this
-// object lives, or, when its process is killed, until removeForsakenDevices() is called. Failures
-// are thrown as std::system_error.
+// object lives, or, when its process is killed, until removeForsakenDevices() is called. A device
+// that is listed already, and all other failures, are thrown as std::system_error.
 class DeviceRegistration {
 public:
     explicit DeviceRegistration(const ListedDevice& device);

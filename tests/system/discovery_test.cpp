@@ -1,4 +1,5 @@
 #include "host.h"
+#include "scanneridentifiers.h"
 #include "simulatorprocess.h"
 
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 #include <array>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace ridge::test {
@@ -101,8 +103,8 @@ TEST(Discovery, ThreeScanners_AreAllListed) {
 }
 
 TEST(Discovery, DevicesWithOtherIdentifiers_DoNotAppear) {
-    const SimulatorProcess otherVendor({"--vendor-id", "0x1208"});
-    const SimulatorProcess otherProduct({"--product-id", "0x0002"});
+    const SimulatorProcess otherVendor({"--vendor-id", std::to_string(scannerVendorId ^ 1)});
+    const SimulatorProcess otherProduct({"--product-id", std::to_string(scannerProductId ^ 1)});
     const SimulatorProcess scanner({"--serial", "A1B2C3"});
     EXPECT_THAT(attachedScanners(), ElementsAre(listed(scanner, "A1B2C3|Ridge Scanner|Ridge")));
 }
@@ -163,6 +165,39 @@ TEST(Discovery, ScannerThatWasKilled_IsTakenOffTheListWhenAnotherStarts) {
     killed.port().await(simulator::PortFlag::present, false);
     const SimulatorProcess scanner({"--serial", "A1B2C3"});
     EXPECT_THAT(attachedScanners(), ElementsAre(listed(scanner, "A1B2C3|Ridge Scanner|Ridge")));
+}
+
+TEST(Discovery, ScannerOnThePortOfAKilledOne_IsListedAlone) {
+    std::uint32_t port = 0;
+    {
+        SimulatorProcess killed({"--serial", "KILLED", "--description", "Old"});
+        port = killed.portNumber();
+        killed.port().await(simulator::PortFlag::lineOpen);
+        killed.kill();
+        killed.port().await(simulator::PortFlag::present, false);
+    }
+    const SimulatorProcess scanner({"--serial", "KILLED", "--description", "New"}, port);
+    EXPECT_THAT(attachedScanners(), ElementsAre(listed(scanner, "KILLED|New|Ridge")));
+}
+
+TEST(Discovery, SecondScannerWithTheSameSerialNumber_DoesNotStart) {
+    const SimulatorProcess scanner({"--serial", "A1B2C3"});
+    const ProgramResult second =
+        runProgram("ridge-scanner.exe", {"--virtual", "COM19", "--commands", "--serial", "A1B2C3"});
+    EXPECT_EQ(second.exitStatus, 2UL);
+    EXPECT_NE(second.output.find("cannot list the device"), std::string::npos) << second.output;
+    EXPECT_THAT(attachedScanners(), ElementsAre(listed(scanner, "A1B2C3|Ridge Scanner|Ridge")));
+}
+
+TEST(Discovery, FromSeveralThreads_FindsTheSame) {
+    const SimulatorProcess scanner;
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < 4; ++caller) {
+        callers.emplace_back([] { EXPECT_EQ(queryDevices()->count, 1U); });
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
 }
 
 TEST(Discovery, ScannerThatHasEnded_IsNotListed) {

@@ -22,16 +22,24 @@ std::uint32_t nextPortNumber() {
     return next++;
 }
 
+std::string portText(std::uint32_t number) {
+    return "COM" + std::to_string(number);
+}
+
 std::vector<std::string> withPort(std::uint32_t number, std::vector<std::string> options) {
-    options.insert(options.end(), {"--commands", "--virtual", "COM" + std::to_string(number)});
+    options.insert(options.end(), {"--commands", "--virtual", portText(number)});
     return options;
 }
 
 } // namespace
 
 SimulatorProcess::SimulatorProcess(const std::vector<std::string>& options)
-    : number(nextPortNumber()), process("ridge-scanner.exe", withPort(number, options),
-                                        [this](std::string line) { onReport(std::move(line)); }) {
+    : SimulatorProcess(options, nextPortNumber()) {}
+
+SimulatorProcess::SimulatorProcess(const std::vector<std::string>& options,
+                                   std::uint32_t portNumber)
+    : number(portNumber), process("ridge-scanner.exe", withPort(number, options),
+                                  [this](std::string line) { onReport(std::move(line)); }) {
     waitForReport("ready");
     control = std::make_unique<simulator::PortControl>(number);
 }
@@ -54,16 +62,20 @@ std::string SimulatorProcess::portName() const {
 }
 
 std::string SimulatorProcess::comPort() const {
-    return "COM" + std::to_string(number);
+    return portText(number);
+}
+
+void SimulatorProcess::command(const std::string& line) {
+    process.writeLine(line);
 }
 
 void SimulatorProcess::unplug() {
-    process.writeLine("unplug");
+    command("unplug");
     waitForReport("unplugged");
 }
 
 void SimulatorProcess::plug() {
-    process.writeLine("plug");
+    command("plug");
     waitForReport("plugged in");
 }
 

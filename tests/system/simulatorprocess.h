@@ -18,6 +18,8 @@ class SimulatorProcess {
 public:
     /// Starts `ridge-scanner` with these further options and waits until it is ready.
     explicit SimulatorProcess(const std::vector<std::string>& options = {});
+    /// The same at the port of another one that has ended.
+    SimulatorProcess(const std::vector<std::string>& options, std::uint32_t portNumber);
 
     /// Ends the scanner. What it reported lately is printed when the test has failed.
     ~SimulatorProcess();
@@ -28,9 +30,13 @@ public:
     /// The name that a host opens.
     [[nodiscard]] std::string portName() const;
 
+    [[nodiscard]] std::uint32_t portNumber() const { return number; }
+
     /// The port's name as the system lists it.
     [[nodiscard]] std::string comPort() const;
 
+    /// Gives the scanner a line on its standard input.
+    void command(const std::string& line);
     /// Pulls the cable, or plugs it in, and waits until that is done.
     void unplug();
     void plug();
