@@ -51,7 +51,13 @@ TEST(CommandLine, EveryScannerCommand_TakesPortOrSerialNumberOrNeither) {
     for (const std::vector<std::string>& command : {std::vector<std::string>{"info"},
                                                     {"settings"},
                                                     {"capture", "-o", "f.png"},
-                                                    {"stream", "-o", "d", "--count", "1"}}) {
+                                                    {"stream", "-o", "d", "--count", "1"},
+                                                    {"key", "set", "key.bin"},
+                                                    {"key", "clear"},
+                                                    {"cert", "get", "-o", "cert.der"},
+                                                    {"cert", "set", "cert.der"},
+                                                    {"cert", "clear"},
+                                                    {"csr", "--cn", "Ann", "-o", "ann.csr"}}) {
         const auto with = [&](const std::vector<std::string>& more) {
             std::vector<std::string> arguments = command;
             arguments.insert(arguments.end(), more.begin(), more.end());
@@ -69,6 +75,62 @@ TEST(CommandLine, EveryScannerCommand_TakesPortOrSerialNumberOrNeither) {
         EXPECT_NE(usageError(with({"--port", "COM7", "--serial", "RS-1"})), "");
         EXPECT_NE(usageError(with({"--serial", ""})), "");
     }
+}
+
+TEST(CommandLine, KeySet_TakesAFileOrStandardInput) {
+    EXPECT_EQ(parsed<KeySetOptions>({"key", "set", "key.bin"}).file, "key.bin");
+    EXPECT_EQ(parsed<KeySetOptions>({"key", "set", "-"}).file, "-");
+    EXPECT_EQ(usageError({"key", "set"}), "FILE is required");
+    EXPECT_NE(usageError({"key", "set", ""}), "");
+    EXPECT_NE(usageError({"key", "clear", "key.bin"}), "");
+}
+
+TEST(CommandLine, Cert_TakesItsFiles) {
+    EXPECT_EQ(parsed<CertGetOptions>({"cert", "get", "-o", "a.der"}).output, "a.der");
+    EXPECT_EQ(parsed<CertSetOptions>({"cert", "set", "b.der"}).file, "b.der");
+    EXPECT_EQ(usageError({"cert", "get"}), "--output is required");
+    EXPECT_EQ(usageError({"cert", "set"}), "FILE is required");
+}
+
+TEST(CommandLine, Csr_TakesTheSubject) {
+    const auto options =
+        parsed<CsrOptions>({"csr", "--cn", "Ann", "--c", "DE", "--l", "Town", "--o", "Firm", "--ou",
+                            "Unit", "--st", "State", "-o", "ann.csr"});
+    EXPECT_EQ(options.subject.commonName, "Ann");
+    EXPECT_EQ(options.subject.country, "DE");
+    EXPECT_EQ(options.subject.locality, "Town");
+    EXPECT_EQ(options.subject.organization, "Firm");
+    EXPECT_EQ(options.subject.organizationalUnit, "Unit");
+    EXPECT_EQ(options.subject.stateOrProvince, "State");
+    EXPECT_EQ(options.output, "ann.csr");
+    EXPECT_EQ(usageError({"csr", "-o", "ann.csr"}), "--cn is required");
+    EXPECT_EQ(usageError({"csr", "--cn", "Ann"}), "--output is required");
+}
+
+TEST(CommandLine, GroupWithoutCommand_IsAnErrorThatPointsToItsHelp) {
+    for (const std::string group : {"key", "cert"}) {
+        try {
+            (void)parseCommandLine({group});
+            FAIL();
+        } catch (const UsageError& failure) {
+            EXPECT_TRUE(contains(failure.what(), "Try 'ridge " + group + " --help'."))
+                << failure.what();
+        }
+        EXPECT_NE(usageError({group, "list"}), "");
+    }
+}
+
+TEST(CommandLine, CommandOfAGroup_PointsToItsOwnHelp) {
+    try {
+        (void)parseCommandLine({"key", "set"});
+        FAIL();
+    } catch (const UsageError& failure) {
+        EXPECT_TRUE(contains(failure.what(), "\nTry 'ridge key set --help'."));
+    }
+    EXPECT_TRUE(contains(helpText({"key", "set", "--help"}), "Usage: ridge key set [OPTIONS] FILE"))
+        << helpText({"key", "set", "--help"});
+    EXPECT_TRUE(contains(helpText({"cert", "--help"}), "\n  get"));
+    EXPECT_TRUE(parseCommandLine({"cert", "clear", "--json"}).json);
 }
 
 TEST(CommandLine, List_TakesNoScanner) {

@@ -1,5 +1,6 @@
 #include "fakelibrary.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -18,9 +19,11 @@ struct ridgeDeviceContext {
     void stop() {
         if (worker) {
             worker->stop();
-            thread.join();
-            worker.reset();
         }
+        if (thread.joinable()) {
+            thread.join();
+        }
+        worker.reset();
     }
 };
 
@@ -235,6 +238,62 @@ void ridgeHostAssistedCaptureSetResult(ridgeDeviceContext* context, std::uint8_t
 std::int32_t ridgeStartStream(ridgeDeviceContext* context, const std::uint8_t* block,
                               const ridgeCaptureCallbacks* callbacks, void* userContext) {
     return start(*context, "stream", block, *callbacks, userContext);
+}
+
+std::int32_t ridgeDeviceSecuritySetKey(ridgeDeviceContext* context, const std::uint8_t* key) {
+    library->calls.emplace_back("set key");
+    library->key.assign(key, key + 32);
+    return result(*context, library->securityStatus);
+}
+
+std::int32_t ridgeDeviceSecurityClearKey(ridgeDeviceContext* context) {
+    library->calls.emplace_back("clear key");
+    return result(*context, library->securityStatus);
+}
+
+std::int32_t ridgeDeviceSecurityCertGet(ridgeDeviceContext* context, std::uint8_t** certificate,
+                                        std::uint32_t* size) {
+    library->calls.emplace_back("get certificate");
+    if (library->securityStatus == RIDGE_SUCCESS) {
+        const std::vector<std::uint8_t>& bytes = library->certificate;
+        *certificate = bytes.empty() ? nullptr : new std::uint8_t[bytes.size()];
+        std::copy(bytes.begin(), bytes.end(), *certificate);
+        *size = static_cast<std::uint32_t>(bytes.size());
+        library->openCertificates += bytes.empty() ? 0 : 1;
+    }
+    return result(*context, library->securityStatus);
+}
+
+void ridgeDeviceSecurityCertFree(std::uint8_t* certificate) {
+    library->openCertificates -= certificate == nullptr ? 0 : 1;
+    delete[] certificate;
+}
+
+std::int32_t ridgeDeviceSecurityCertSet(ridgeDeviceContext* context,
+                                        const std::uint8_t* certificate, std::uint32_t size) {
+    library->calls.emplace_back("set certificate");
+    library->certificate.assign(certificate, certificate + size);
+    return result(*context, library->securityStatus);
+}
+
+std::int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context) {
+    library->calls.emplace_back("clear certificate");
+    return result(*context, library->securityStatus);
+}
+
+std::int32_t ridgeDeviceSecurityCreateCsr(ridgeDeviceContext* context,
+                                          const ridgeCsrSubjectName* subject,
+                                          ridgeCsrCallback csrCallback,
+                                          ridgeErrorCallback csrErrorCallback, void* userContext) {
+    library->calls.push_back(std::string("create csr ") + subject->commonName + "|" +
+                             subject->country + "|" + subject->locality + "|" +
+                             subject->organization + "|" + subject->organizationalUnit + "|" +
+                             subject->stateOrProvince);
+    if (library->securityStatus == RIDGE_SUCCESS) {
+        context->thread =
+            std::thread(library->createCsr, csrCallback, csrErrorCallback, userContext);
+    }
+    return result(*context, library->securityStatus);
 }
 
 void ridgeStopCapture(ridgeDeviceContext* context) {

@@ -63,6 +63,7 @@ public:
     std::int32_t connectStatus = RIDGE_SUCCESS;
     std::int32_t startStatus = RIDGE_SUCCESS;
     std::int32_t settingsStatus = RIDGE_SUCCESS;
+    std::int32_t securityStatus = RIDGE_SUCCESS;
     /// Belongs to whichever of the statuses above is a failure.
     std::string errorText;
     /// Runs inside each connect.
@@ -73,13 +74,20 @@ public:
     /// What an operation does once it has been started.
     std::function<void(FakeWorker&)> operation;
 
+    /// What the scanner holds, and the key that it was given.
+    std::vector<std::uint8_t> certificate;
+    std::vector<std::uint8_t> key;
+    /// What the creation of a signing request does, on a thread of its own.
+    std::function<void(ridgeCsrCallback, ridgeErrorCallback, void* userContext)> createCsr;
+
     /// The calls in order, such as "connect COM7".
     std::vector<std::string> calls;
     ridgeCaptureParameters parameters{};
     std::vector<std::uint8_t> block;
     std::int32_t logLevel = 0;
-    /// Lists that were handed out and not freed.
+    /// Lists and certificates that were handed out and not freed.
     int openLists = 0;
+    int openCertificates = 0;
     /// The threads on which operations were stopped.
     std::vector<std::thread::id> stoppingThreads;
 };

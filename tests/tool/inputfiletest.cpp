@@ -1,8 +1,10 @@
-#include "blockfile.h"
+#include "inputfile.h"
 #include "commanderror.h"
 #include "temporaryfolder.h"
 
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 namespace ridge::tool {
 namespace {
@@ -18,11 +20,11 @@ std::string failureOf(const std::filesystem::path& path) {
 
 } // namespace
 
-TEST(BlockFile, NoFile_IsNoBlock) {
+TEST(InputFile, NoFile_IsNoBlock) {
     EXPECT_TRUE(readBlock(std::nullopt).empty());
 }
 
-TEST(BlockFile, FileOf256Bytes_IsReadAsItIs) {
+TEST(InputFile, FileOf256Bytes_IsReadAsItIs) {
     const test::TemporaryFolder folder;
     std::string content;
     for (int byte = 255; byte >= 0; --byte) {
@@ -33,7 +35,7 @@ TEST(BlockFile, FileOf256Bytes_IsReadAsItIs) {
     EXPECT_EQ(std::string(block.begin(), block.end()), content);
 }
 
-TEST(BlockFile, OtherSizes_AreRefused) {
+TEST(InputFile, OtherSizes_AreRefused) {
     const test::TemporaryFolder folder;
     test::writeFile(folder / "empty", "");
     test::writeFile(folder / "short", std::string(255, 'x'));
@@ -43,7 +45,32 @@ TEST(BlockFile, OtherSizes_AreRefused) {
     EXPECT_NE(failureOf(folder / "long").find("this file has more"), std::string::npos);
 }
 
-TEST(BlockFile, MissingFileOrFolder_CannotBeRead) {
+std::string failureOfStream(const std::string& content) {
+    std::istringstream stream(content);
+    try {
+        (void)readInput(stream, "standard input", {"certificate", 1, 3});
+    } catch (const UsageError& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST(InputFile, StreamOfASizeInTheRange_IsReadWhole) {
+    std::istringstream stream(std::string("a\r\n\0b", 5));
+    EXPECT_EQ(readInput(stream, "standard input", {"certificate", 1, 5}),
+              (std::vector<std::uint8_t>{'a', '\r', '\n', 0, 'b'}));
+}
+
+TEST(InputFile, StreamOfAnotherSize_IsRefusedWithoutItsContent) {
+    EXPECT_EQ(failureOfStream(""),
+              "standard input: a certificate has 1 to 3 bytes, this file has 0");
+    EXPECT_EQ(failureOfStream("xxxx"),
+              "standard input: a certificate has 1 to 3 bytes, this file has more");
+    EXPECT_EQ(failureOfStream("xxx"), "");
+    EXPECT_EQ(failureOfStream("x"), "");
+}
+
+TEST(InputFile, MissingFileOrFolder_CannotBeRead) {
     const test::TemporaryFolder folder;
     EXPECT_NE(failureOf(folder / "missing").find("cannot be read"), std::string::npos);
     EXPECT_NE(failureOf(folder / "").find("cannot be read"), std::string::npos);

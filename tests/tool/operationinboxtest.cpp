@@ -1,4 +1,4 @@
-#include "captureinbox.h"
+#include "operationinbox.h"
 
 #include <gtest/gtest.h>
 
@@ -6,9 +6,9 @@
 
 namespace ridge::tool {
 
-TEST(CaptureInbox, Messages_ComeInOrderOfArrival) {
-    CaptureInbox inbox;
-    const ridgeCaptureCallbacks callbacks = CaptureInbox::callbacks();
+TEST(OperationInbox, Messages_ComeInOrderOfArrival) {
+    OperationInbox inbox;
+    const ridgeCaptureCallbacks callbacks = OperationInbox::callbacks();
     callbacks.eventCallback(&inbox, 1500);
     callbacks.errorCallback(RIDGE_TIMEOUT, "Capture timeout", &inbox);
 
@@ -22,13 +22,13 @@ TEST(CaptureInbox, Messages_ComeInOrderOfArrival) {
     EXPECT_FALSE(inbox.poll());
 }
 
-TEST(CaptureInbox, Image_IsCopied) {
-    CaptureInbox inbox;
+TEST(OperationInbox, Image_IsCopied) {
+    OperationInbox inbox;
     {
         std::vector<std::uint8_t> bytes{1, 2, 3, 4, 5, 6};
         std::vector<std::uint8_t> trailer{7, 8};
         const ridgeCaptureResult result{3, 2, bytes.data(), 6, 9, 2, trailer.data(), 1, 1, 0};
-        CaptureInbox::callbacks().captureCallback(&result, &inbox);
+        OperationInbox::callbacks().captureCallback(&result, &inbox);
         bytes.assign(6, 0);
         trailer.assign(2, 0);
     }
@@ -45,18 +45,30 @@ TEST(CaptureInbox, Image_IsCopied) {
     EXPECT_FALSE(image.flagC);
 }
 
-TEST(CaptureInbox, ResultWithoutImageAndTrailer_IsEmpty) {
-    CaptureInbox inbox;
+TEST(OperationInbox, SigningRequest_IsCopied) {
+    OperationInbox inbox;
+    {
+        std::vector<std::uint8_t> bytes{1, 2, 3};
+        OperationInbox::csrCallback()(bytes.data(), 3, &inbox);
+        bytes.assign(3, 0);
+    }
+    const auto message = inbox.poll();
+    ASSERT_TRUE(message);
+    EXPECT_EQ(std::get<SigningRequest>(*message).bytes, (std::vector<std::uint8_t>{1, 2, 3}));
+}
+
+TEST(OperationInbox, ResultWithoutImageAndTrailer_IsEmpty) {
+    OperationInbox inbox;
     const ridgeCaptureResult result{};
-    CaptureInbox::callbacks().captureCallback(&result, &inbox);
+    OperationInbox::callbacks().captureCallback(&result, &inbox);
     const auto message = inbox.poll();
     ASSERT_TRUE(message);
     EXPECT_TRUE(std::get<CapturedImage>(*message).bytes.empty());
     EXPECT_TRUE(std::get<CapturedImage>(*message).trailer.empty());
 }
 
-TEST(CaptureInbox, MessageFromAnotherThread_WakesTheWaitingOne) {
-    CaptureInbox inbox;
+TEST(OperationInbox, MessageFromAnotherThread_WakesTheWaitingOne) {
+    OperationInbox inbox;
     std::thread sender([&inbox] { inbox.post(InterruptionWish{}); });
     const auto message = inbox.wait(std::chrono::hours(1));
     sender.join();

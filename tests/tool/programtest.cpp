@@ -43,10 +43,11 @@ Bytes evenGrey(std::size_t size) {
 class Program : public testing::Test {
 protected:
     int run(const std::vector<std::string>& arguments) {
+        std::istringstream in(input);
         std::ostringstream out;
         std::ostringstream err;
         Messages messages(err);
-        const ExitStatus status = runProgram(arguments, out, messages, interruption);
+        const ExitStatus status = runProgram(arguments, in, out, messages, interruption);
         output = out.str();
         errors = err.str();
         return static_cast<int>(status);
@@ -82,6 +83,7 @@ protected:
     FakeLibrary library;
     TemporaryFolder folder;
     Interruption interruption;
+    std::string input;
     std::string output;
     std::string errors;
 };
@@ -289,8 +291,9 @@ TEST_F(Program, ConnectFailureAsJson_HoldsTextAndStatus) {
 TEST_F(Program, OutputThatCannotBeWritten_IsAFailure) {
     std::ostringstream err;
     Messages messages(err);
+    std::istringstream noInput;
     std::ostream closed(nullptr);
-    EXPECT_EQ(runProgram({"info", "--port", "COM7"}, closed, messages, interruption),
+    EXPECT_EQ(runProgram({"info", "--port", "COM7"}, noInput, closed, messages, interruption),
               ExitStatus::otherFailure);
     EXPECT_TRUE(contains(err.str(), "standard output"));
 }
@@ -592,6 +595,149 @@ TEST_F(Program, StreamIntoAFile_LeavesTheScannerAlone) {
     writeFile(images(), "x");
     EXPECT_EQ(runStream("1"), 1);
     EXPECT_EQ(library.calls, Calls{});
+}
+
+const std::string keyText = "0123456789abcdefSECRETKEYMATERIAL";
+
+TEST_F(Program, KeySet_TakesTheFilesBytes) {
+    const std::string key = keyText.substr(0, 32);
+    writeFile(folder / "key", key);
+    EXPECT_EQ(run({"key", "set", "--port", "COM7", (folder / "key").string()}), 0);
+    EXPECT_EQ(output, "the device key is set\n");
+    EXPECT_EQ(std::string(library.key.begin(), library.key.end()), key);
+    EXPECT_EQ(library.calls, (Calls{"connect COM7", "set key", "free"}));
+}
+
+TEST_F(Program, KeySet_FromStandardInput_TakesItsBytes) {
+    input = std::string("\r\n\0\x1A", 4) + std::string(28, 'k');
+    EXPECT_EQ(run({"key", "set", "--port", "COM7", "-"}), 0);
+    EXPECT_EQ(std::string(library.key.begin(), library.key.end()), input);
+}
+
+TEST_F(Program, Key_IsNeverShown) {
+    library.securityStatus = RIDGE_DEVICE_FAILURE;
+    library.errorText = "SET KEY: Failed (32) with error 5. no";
+    for (const std::size_t size : {31U, 32U, 33U}) {
+        input = keyText.substr(0, size);
+        EXPECT_NE(run({"key", "set", "--port", "COM7", "-", "--json", "--log", "debug"}), 0);
+        EXPECT_FALSE(contains(output + errors, "SECRET")) << output << errors;
+        EXPECT_FALSE(contains(output + errors, "012345")) << output << errors;
+    }
+}
+
+TEST_F(Program, KeyOfAnotherSize_LeavesTheScannerAlone) {
+    input = "short";
+    EXPECT_EQ(run({"key", "set", "--port", "COM7", "-"}), 1);
+    EXPECT_TRUE(contains(
+        errors, "ridge: standard input: a device key has exactly 32 bytes, this file has 5\n"))
+        << errors;
+    EXPECT_EQ(library.calls, Calls{});
+}
+
+TEST_F(Program, KeyClear_ClearsIt) {
+    EXPECT_EQ(run({"key", "clear", "--port", "COM7", "--json"}), 0);
+    EXPECT_EQ(library.calls, (Calls{"connect COM7", "clear key", "free"}));
+    EXPECT_EQ(json(),
+              (nlohmann::json{{"command", "key clear"}, {"port", "COM7"}, {"exitStatus", 0}}));
+}
+
+TEST_F(Program, CertGet_StoresTheCertificate) {
+    library.certificate = {1, 2, 3};
+    EXPECT_EQ(run({"cert", "get", "--port", "COM7", "-o", (folder / "a.der").string()}), 0);
+    EXPECT_EQ(readFile(folder / "a.der"), "\x01\x02\x03");
+    EXPECT_EQ(output, (folder / "a.der").string() + "\n");
+    EXPECT_EQ(library.openCertificates, 0);
+}
+
+TEST_F(Program, CertGetAsJson_NamesFileAndSize) {
+    library.certificate = {1, 2, 3};
+    EXPECT_EQ(run({"cert", "get", "--port", "COM7", "-o", (folder / "a.der").string(), "--json"}),
+              0);
+    EXPECT_EQ(json()["certificate"],
+              (nlohmann::json{{"file", (folder / "a.der").string()}, {"size", 3}}));
+}
+
+TEST_F(Program, CertGetWithoutCertificate_FailsAndLeavesNoFile) {
+    EXPECT_EQ(run({"cert", "get", "--port", "COM7", "-o", (folder / "a.der").string()}), 4);
+    EXPECT_TRUE(contains(errors, "ridge: the scanner has no certificate\n")) << errors;
+    EXPECT_EQ(folder.entries(), 0U);
+}
+
+TEST_F(Program, CertSet_TakesTheFilesBytes) {
+    writeFile(folder / "a.der", "\x30\x01");
+    EXPECT_EQ(run({"cert", "set", "--port", "COM7", (folder / "a.der").string()}), 0);
+    EXPECT_EQ(library.certificate, (Bytes{0x30, 0x01}));
+    EXPECT_EQ(output, "the certificate is set\n");
+}
+
+TEST_F(Program, CertSetOfTooManyBytes_LeavesTheScannerAlone) {
+    writeFile(folder / "a.der", std::string(6001, 'x'));
+    EXPECT_EQ(run({"cert", "set", "--port", "COM7", (folder / "a.der").string()}), 1);
+    EXPECT_TRUE(contains(errors, "a certificate has 1 to 6000 bytes, this file has more"));
+    EXPECT_EQ(library.calls, Calls{});
+}
+
+TEST_F(Program, CertClear_ClearsIt) {
+    EXPECT_EQ(run({"cert", "clear", "--port", "COM7"}), 0);
+    EXPECT_EQ(output, "the certificate is cleared\n");
+    EXPECT_EQ(library.calls, (Calls{"connect COM7", "clear certificate", "free"}));
+}
+
+TEST_F(Program, SecurityCommandThatFails_EndsWithTwoAndTheLibrarysText) {
+    library.securityStatus = RIDGE_NO_RESPONSE;
+    library.errorText = "Timeout clearing device key.";
+    EXPECT_EQ(run({"key", "clear", "--port", "COM7"}), 2);
+    EXPECT_TRUE(contains(
+        errors, "ridge: clearing the device key: Timeout clearing device key. (status 9)\n"))
+        << errors;
+}
+
+TEST_F(Program, Csr_StoresTheRequest) {
+    library.createCsr = [](ridgeCsrCallback onCsr, ridgeErrorCallback, void* userContext) {
+        const Bytes request{0x30, 0x82, 0x01};
+        onCsr(request.data(), 3, userContext);
+    };
+    EXPECT_EQ(run({"csr", "--port", "COM7", "--cn", "Ann", "--c", "DE", "--ou", "Unit", "-o",
+                   (folder / "ann.csr").string(), "--json"}),
+              0);
+    EXPECT_EQ(readFile(folder / "ann.csr"), "\x30\x82\x01");
+    EXPECT_EQ(json()["request"],
+              (nlohmann::json{{"file", (folder / "ann.csr").string()}, {"size", 3}}));
+    EXPECT_EQ(library.calls, (Calls{"connect COM7", "create csr Ann|DE|||Unit|", "free"}));
+}
+
+TEST_F(Program, CsrWithABadSubject_EndsWithTwoAndLeavesNoFile) {
+    library.securityStatus = RIDGE_INVALID_ARGUMENT;
+    library.errorText = "Invalid country name value.";
+    EXPECT_EQ(run({"csr", "--port", "COM7", "--cn", "Ann", "--c", "DEU", "-o",
+                   (folder / "ann.csr").string()}),
+              2);
+    EXPECT_TRUE(
+        contains(errors, "ridge: creating the request: Invalid country name value. (status 2)\n"));
+    EXPECT_EQ(folder.entries(), 0U);
+}
+
+TEST_F(Program, CsrThatTheScannerRefuses_EndsWithTwoAndLeavesNoFile) {
+    library.createCsr = [](ridgeCsrCallback, ridgeErrorCallback onError, void* userContext) {
+        onError(RIDGE_NO_RESPONSE, "Timeout creating CSR.", userContext);
+    };
+    EXPECT_EQ(run({"csr", "--port", "COM7", "--cn", "Ann", "-o", (folder / "ann.csr").string()}),
+              2);
+    EXPECT_TRUE(
+        contains(errors, "ridge: creating the request: Timeout creating CSR. (status 9)\n"));
+    EXPECT_EQ(folder.entries(), 0U);
+}
+
+TEST_F(Program, CsrThatIsInterrupted_WaitsForTheScannerAndLeavesNoFile) {
+    library.createCsr = [this](ridgeCsrCallback onCsr, ridgeErrorCallback, void* userContext) {
+        interruption.request();
+        const Bytes request{0x30};
+        onCsr(request.data(), 1, userContext);
+    };
+    EXPECT_EQ(run({"csr", "--port", "COM7", "--cn", "Ann", "-o", (folder / "ann.csr").string()}),
+              130);
+    EXPECT_TRUE(contains(errors, "interrupted; the scanner has to finish first\n")) << errors;
+    EXPECT_EQ(folder.entries(), 0U);
 }
 
 } // namespace ridge::tool

@@ -1,9 +1,9 @@
-#include "blockfile.h"
 #include "commands.h"
 #include "connecting.h"
 #include "greypng.h"
 #include "hostjudge.h"
 #include "imagejson.h"
+#include "inputfile.h"
 #include "operation.h"
 #include "outputfile.h"
 #include "scannererror.h"
@@ -33,10 +33,10 @@ CommandError captureError(const OperationFailure& failure) {
 }
 
 /// Waits for the image that ends the capture.
-CapturedImage finalImage(ScannerSession& session, CaptureInbox& inbox, HostJudge* judge,
+CapturedImage finalImage(ScannerSession& session, OperationInbox& inbox, HostJudge* judge,
                          const CommandContext& context) {
     while (true) {
-        CaptureMessage message = nextMessage(inbox, context);
+        OperationMessage message = nextMessage(inbox, context);
         if (const auto* event = std::get_if<FingerEvent>(&message)) {
             context.messages.progress(
                 "event after " + seconds(std::chrono::milliseconds(event->elapsedMilliseconds)));
@@ -61,7 +61,7 @@ CommandResult runCapture(const CaptureOptions& options, const ChosenScanner& sca
     const std::vector<std::uint8_t> block = readBlock(options.block);
     const std::unique_ptr<AtomicFile> file = openOutput(options.output);
     // The inbox outlives the session, whose worker fills it.
-    CaptureInbox inbox;
+    OperationInbox inbox;
     const Interruption::Subscription subscription(context.interruption,
                                                   [&inbox] { inbox.post(InterruptionWish{}); });
     ScannerSession session = connectTo(scanner, context);

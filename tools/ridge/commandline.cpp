@@ -49,6 +49,15 @@ struct Arguments {
     SettingsOptions settings;
     CaptureOptions capture;
     StreamOptions stream;
+    KeySetOptions keySet;
+    KeyClearOptions keyClear;
+    CertGetOptions certGet;
+    CertSetOptions certSet;
+    CertClearOptions certClear;
+    CsrOptions csr;
+    std::string certGetOutput;
+    std::string certSetFile;
+    std::string csrOutput;
     std::string captureOutput;
     std::string streamDirectory;
     std::string block;
@@ -192,6 +201,80 @@ void addStream(CLI::App& program, Arguments& arguments) {
     addBlock(command, arguments.block);
 }
 
+/// A word that is a command only together with another one.
+CLI::App& addGroup(CLI::App& program, const std::string& name, const std::string& description) {
+    CLI::App& group = addCommand(program, name, description, "");
+    group.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    group.require_subcommand(1);
+    return group;
+}
+
+void addOutput(CLI::App& command, std::string& file, const std::string& content) {
+    command
+        .add_option("-o,--output", file,
+                    content + "; missing folders are made,\nan older file is replaced")
+        ->option_text("FILE (required)")
+        ->check(notEmpty)
+        ->required();
+}
+
+void addKey(CLI::App& program, Arguments& arguments) {
+    CLI::App& key = addGroup(program, "key", "Sets or clears the scanner's device key.");
+    CLI::App& set =
+        addCommand(key, "set", "Gives the scanner a device key.",
+                   std::string(scannerChoiceHelp) +
+                       "The key is the file's 32 bytes as they are. It is neither shown "
+                       "nor logged.\n\n");
+    addScannerChoice(set, arguments.keySet.scanner);
+    set.add_option("FILE", arguments.keySet.file, "File of exactly 32 bytes; - for standard input")
+        ->option_text("(required)")
+        ->required()
+        ->check(notEmpty);
+    CLI::App& clear =
+        addCommand(key, "clear", "Makes the scanner forget its device key.", scannerChoiceHelp);
+    addScannerChoice(clear, arguments.keyClear.scanner);
+}
+
+void addCert(CLI::App& program, Arguments& arguments) {
+    CLI::App& cert = addGroup(program, "cert", "Reads, sets or clears the scanner's certificate.");
+    CLI::App& get =
+        addCommand(cert, "get", "Stores the scanner's certificate in a file.", scannerChoiceHelp);
+    addScannerChoice(get, arguments.certGet.scanner);
+    addOutput(get, arguments.certGetOutput, "The certificate as the scanner has it");
+    CLI::App& set = addCommand(cert, "set", "Gives the scanner a certificate.", scannerChoiceHelp);
+    addScannerChoice(set, arguments.certSet.scanner);
+    set.add_option("FILE", arguments.certSetFile, "File of 1 to 6000 bytes, passed on as they are")
+        ->option_text("(required)")
+        ->required()
+        ->check(notEmpty);
+    CLI::App& clear =
+        addCommand(cert, "clear", "Makes the scanner forget its certificate and the keys with it.",
+                   scannerChoiceHelp);
+    addScannerChoice(clear, arguments.certClear.scanner);
+}
+
+void addCsr(CLI::App& program, Arguments& arguments) {
+    CsrSubject& subject = arguments.csr.subject;
+    CLI::App& command = addCommand(
+        program, "csr",
+        "Lets the scanner create a certificate signing request and stores it in\na file, as the "
+        "scanner made it.",
+        scannerChoiceHelp);
+    addScannerChoice(command, arguments.csr.scanner);
+    command.add_option("--cn", subject.commonName, "Common name, 1 to 64 characters")
+        ->option_text("NAME (required)")
+        ->required();
+    const auto addField = [&command](const char* name, std::string& field, const char* help) {
+        command.add_option(name, field, help)->option_text("TEXT");
+    };
+    addField("--c", subject.country, "Country, two letters");
+    addField("--l", subject.locality, "Locality, at most 128 characters");
+    addField("--o", subject.organization, "Organization, at most 64 characters");
+    addField("--ou", subject.organizationalUnit, "Organizational unit, at most 64 characters");
+    addField("--st", subject.stateOrProvince, "State or province, at most 128 characters");
+    addOutput(command, arguments.csrOutput, "The request");
+}
+
 void setUp(CLI::App& program, Arguments& arguments) {
     program.get_formatter()->column_width(34);
     program.get_formatter()->label("SUBCOMMAND", "COMMAND");
@@ -217,23 +300,33 @@ void setUp(CLI::App& program, Arguments& arguments) {
     addSettings(program, arguments);
     addCapture(program, arguments);
     addStream(program, arguments);
+    addKey(program, arguments);
+    addCert(program, arguments);
+    addCsr(program, arguments);
 }
 
 /// The command that was asked for, or the program where there is none.
 const CLI::App& chosen(const CLI::App& program) {
-    const auto commands = program.get_subcommands();
-    return commands.empty() ? program : *commands.front();
+    const CLI::App* command = &program;
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+    }
+    return *command;
+}
+
+/// Such as "ridge" or "ridge key set".
+std::string fullName(const CLI::App& command) {
+    const CLI::App* const parent = command.get_parent();
+    return (parent == nullptr ? "" : fullName(*parent) + " ") + command.get_name();
 }
 
 std::string help(const CLI::App& program) {
     const CLI::App& command = chosen(program);
-    return command.help(&command == &program ? "" : "ridge");
+    return command.help(command.get_parent() == nullptr ? "" : fullName(*command.get_parent()));
 }
 
 [[noreturn]] void throwUsageError(const CLI::App& program, const std::string& text) {
-    const CLI::App& command = chosen(program);
-    const std::string name = &command == &program ? "" : " " + command.get_name();
-    throw UsageError(text + "\nTry 'ridge" + name + " --help'.");
+    throw UsageError(text + "\nTry '" + fullName(chosen(program)) + " --help'.");
 }
 
 std::optional<std::filesystem::path> blockPath(const CLI::App& command,
@@ -291,22 +384,37 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
         line.logLevel = logLevels().at(parsed.logLevel);
     }
     const CLI::App& command = chosen(program);
-    const std::string name = &command == &program ? "" : command.get_name();
+    const std::string name = fullName(command);
     if (parsed.version) {
         line.command = VersionRequest{};
-    } else if (name == "list") {
+    } else if (name == "ridge list") {
         line.command = ListOptions{};
-    } else if (name == "info") {
+    } else if (name == "ridge info") {
         line.command = parsed.info;
-    } else if (name == "settings") {
+    } else if (name == "ridge settings") {
         line.command = settingsOptions(command, parsed);
-    } else if (name == "capture") {
+    } else if (name == "ridge capture") {
         line.command = captureOptions(command, parsed);
         if (parsed.capture.hostAssisted && parsed.capture.option == 0) {
             throwUsageError(program, "a host-assisted capture does not accept --option 0");
         }
-    } else if (name == "stream") {
+    } else if (name == "ridge stream") {
         line.command = streamOptions(command, parsed);
+    } else if (name == "ridge key set") {
+        line.command = parsed.keySet;
+    } else if (name == "ridge key clear") {
+        line.command = parsed.keyClear;
+    } else if (name == "ridge cert get") {
+        parsed.certGet.output = pathFromUtf8(parsed.certGetOutput);
+        line.command = parsed.certGet;
+    } else if (name == "ridge cert set") {
+        parsed.certSet.file = pathFromUtf8(parsed.certSetFile);
+        line.command = parsed.certSet;
+    } else if (name == "ridge cert clear") {
+        line.command = parsed.certClear;
+    } else if (name == "ridge csr") {
+        parsed.csr.output = pathFromUtf8(parsed.csrOutput);
+        line.command = parsed.csr;
     } else {
         throwUsageError(program, "a command is missing");
     }

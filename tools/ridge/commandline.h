@@ -1,6 +1,7 @@
 #pragma once
 
 #include "scannerchoice.h"
+#include "scannersession.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -41,6 +42,36 @@ struct StreamOptions {
     std::optional<std::filesystem::path> block;
 };
 
+struct KeySetOptions {
+    ScannerChoice scanner;
+    /// "-" is the standard input.
+    std::string file;
+};
+
+struct KeyClearOptions {
+    ScannerChoice scanner;
+};
+
+struct CertGetOptions {
+    ScannerChoice scanner;
+    std::filesystem::path output;
+};
+
+struct CertSetOptions {
+    ScannerChoice scanner;
+    std::filesystem::path file;
+};
+
+struct CertClearOptions {
+    ScannerChoice scanner;
+};
+
+struct CsrOptions {
+    ScannerChoice scanner;
+    CsrSubject subject;
+    std::filesystem::path output;
+};
+
 struct ListOptions {};
 
 struct VersionRequest {};
@@ -54,7 +85,8 @@ struct CommandLine {
     /// 'D', 'I', 'W' or 'E'; nothing when the library's log is not wanted.
     std::optional<std::int32_t> logLevel;
     std::variant<HelpRequest, VersionRequest, ListOptions, InfoOptions, SettingsOptions,
-                 CaptureOptions, StreamOptions>
+                 CaptureOptions, StreamOptions, KeySetOptions, KeyClearOptions, CertGetOptions,
+                 CertSetOptions, CertClearOptions, CsrOptions>
         command;
 };
 

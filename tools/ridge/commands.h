@@ -18,5 +18,19 @@ namespace ridge::tool {
                                        const CommandContext& context);
 [[nodiscard]] CommandResult runStream(const StreamOptions& options, const ChosenScanner& scanner,
                                       const CommandContext& context);
+[[nodiscard]] CommandResult runKeySet(const KeySetOptions& options, const ChosenScanner& scanner,
+                                      const CommandContext& context);
+[[nodiscard]] CommandResult runKeyClear(const KeyClearOptions& options,
+                                        const ChosenScanner& scanner,
+                                        const CommandContext& context);
+[[nodiscard]] CommandResult runCertGet(const CertGetOptions& options, const ChosenScanner& scanner,
+                                       const CommandContext& context);
+[[nodiscard]] CommandResult runCertSet(const CertSetOptions& options, const ChosenScanner& scanner,
+                                       const CommandContext& context);
+[[nodiscard]] CommandResult runCertClear(const CertClearOptions& options,
+                                         const ChosenScanner& scanner,
+                                         const CommandContext& context);
+[[nodiscard]] CommandResult runCsr(const CsrOptions& options, const ChosenScanner& scanner,
+                                   const CommandContext& context);
 
 } // namespace ridge::tool

@@ -8,7 +8,7 @@
 
 namespace ridge::tool {
 
-HostJudge::HostJudge(ScannerSession& scanner, CaptureInbox& captureInbox,
+HostJudge::HostJudge(ScannerSession& scanner, OperationInbox& captureInbox,
                      const CommandContext& context, std::uint32_t mayReject)
     : session(scanner), inbox(captureInbox), messages(context.messages), attempts(mayReject) {}
 

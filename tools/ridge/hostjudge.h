@@ -1,7 +1,7 @@
 #pragma once
 
-#include "captureinbox.h"
 #include "commandcontext.h"
+#include "operationinbox.h"
 #include "scannersession.h"
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace ridge::tool {
 /// is accepted.
 class HostJudge {
 public:
-    HostJudge(ScannerSession& session, CaptureInbox& inbox, const CommandContext& context,
+    HostJudge(ScannerSession& session, OperationInbox& inbox, const CommandContext& context,
               std::uint32_t attempts);
 
     /// Gives the verdict. Stops the capture and throws CommandError when this was the last image
@@ -24,7 +24,7 @@ public:
 
 private:
     ScannerSession& session;
-    CaptureInbox& inbox;
+    OperationInbox& inbox;
     Messages& messages;
     std::uint32_t attempts;
     std::uint32_t rejected = 0;

@@ -1,37 +1,46 @@
-#include "blockfile.h"
+#include "inputfile.h"
 
 #include "commanderror.h"
 #include "utf8path.h"
 
-#include <cstddef>
 #include <fstream>
-#include <string>
 
 namespace ridge::tool {
 namespace {
 
-constexpr std::size_t blockSize = 256;
+std::string wantedSize(const InputKind& kind) {
+    return kind.least == kind.most
+               ? "exactly " + std::to_string(kind.most)
+               : std::to_string(kind.least) + " to " + std::to_string(kind.most);
+}
 
 } // namespace
 
-std::vector<std::uint8_t> readBlock(const std::optional<std::filesystem::path>& file) {
-    if (!file) {
-        return {};
+std::vector<std::uint8_t> readInput(const std::filesystem::path& file, const InputKind& kind) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream || std::filesystem::is_directory(file)) {
+        throw UsageError(utf8FromPath(file) + ": cannot be read");
     }
-    std::ifstream stream(*file, std::ios::binary);
-    if (!stream || std::filesystem::is_directory(*file)) {
-        throw UsageError(utf8FromPath(*file) + ": cannot be read");
-    }
-    // One byte more than wanted tells a longer file apart.
-    std::vector<char> content(blockSize + 1);
+    return readInput(stream, utf8FromPath(file), kind);
+}
+
+std::vector<std::uint8_t> readInput(std::istream& stream, const std::string& name,
+                                    const InputKind& kind) {
+    // One byte more than wanted tells a longer input apart.
+    std::vector<char> content(kind.most + 1);
     stream.read(content.data(), static_cast<std::streamsize>(content.size()));
     const auto size = static_cast<std::size_t>(stream.gcount());
-    if (size != blockSize) {
-        throw UsageError(utf8FromPath(*file) + ": a block has exactly " +
-                         std::to_string(blockSize) + " bytes, this file has " +
-                         (size > blockSize ? "more" : std::to_string(size)));
+    if (size < kind.least || size > kind.most) {
+        throw UsageError(name + ": a " + kind.name + " has " + wantedSize(kind) +
+                         " bytes, this file has " +
+                         (size > kind.most ? "more" : std::to_string(size)));
     }
     return {content.begin(), content.begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
+std::vector<std::uint8_t> readBlock(const std::optional<std::filesystem::path>& file) {
+    constexpr std::size_t blockSize = 256;
+    return file ? readInput(*file, {"block", blockSize, blockSize}) : std::vector<std::uint8_t>();
 }
 
 } // namespace ridge::tool

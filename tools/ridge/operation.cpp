@@ -11,7 +11,7 @@ constexpr std::chrono::seconds silence{5};
 
 } // namespace
 
-CaptureMessage nextMessage(CaptureInbox& inbox, const CommandContext& context) {
+OperationMessage nextMessage(OperationInbox& inbox, const CommandContext& context) {
     while (true) {
         if (auto message = inbox.wait(silence)) {
             return std::move(*message);
@@ -20,7 +20,7 @@ CaptureMessage nextMessage(CaptureInbox& inbox, const CommandContext& context) {
     }
 }
 
-void stopOperation(ScannerSession& session, CaptureInbox& inbox) {
+void stopOperation(ScannerSession& session, OperationInbox& inbox) {
     session.stop();
     while (const auto message = inbox.poll()) {
         if (const auto* failure = std::get_if<OperationFailure>(&*message)) {
@@ -29,7 +29,8 @@ void stopOperation(ScannerSession& session, CaptureInbox& inbox) {
     }
 }
 
-void stopInterrupted(ScannerSession& session, CaptureInbox& inbox, const CommandContext& context) {
+void stopInterrupted(ScannerSession& session, OperationInbox& inbox,
+                     const CommandContext& context) {
     context.messages.progress("interrupted, stopping");
     try {
         stopOperation(session, inbox);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "captureinbox.h"
 #include "commandcontext.h"
+#include "operationinbox.h"
 #include "scannersession.h"
 
 #include <string>
@@ -9,13 +9,13 @@
 namespace ridge::tool {
 
 /// The next message of a running operation; says from time to time that it is still waiting.
-[[nodiscard]] CaptureMessage nextMessage(CaptureInbox& inbox, const CommandContext& context);
+[[nodiscard]] OperationMessage nextMessage(OperationInbox& inbox, const CommandContext& context);
 
 /// Stops the operation. Throws CommandError when the scanner does not confirm it.
-void stopOperation(ScannerSession& session, CaptureInbox& inbox);
+void stopOperation(ScannerSession& session, OperationInbox& inbox);
 
 /// Stops the operation because the user wants it, and throws Interrupted.
-[[noreturn]] void stopInterrupted(ScannerSession& session, CaptureInbox& inbox,
+[[noreturn]] void stopInterrupted(ScannerSession& session, OperationInbox& inbox,
                                   const CommandContext& context);
 
 /// "300 x 400 pixels, 120000 bytes"

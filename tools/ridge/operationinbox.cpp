@@ -1,12 +1,12 @@
-#include "captureinbox.h"
+#include "operationinbox.h"
 
 #include <utility>
 
 namespace ridge::tool {
 namespace {
 
-CaptureInbox& inboxOf(void* userContext) {
-    return *static_cast<CaptureInbox*>(userContext);
+OperationInbox& inboxOf(void* userContext) {
+    return *static_cast<OperationInbox*>(userContext);
 }
 
 std::vector<std::uint8_t> copyOf(const std::uint8_t* bytes, std::uint32_t size) {
@@ -26,7 +26,7 @@ CapturedImage copyOf(const ridgeCaptureResult& result) {
 
 } // namespace
 
-ridgeCaptureCallbacks CaptureInbox::callbacks() {
+ridgeCaptureCallbacks OperationInbox::callbacks() {
     ridgeCaptureCallbacks callbacks{};
     callbacks.errorCallback = [](std::int32_t status, const char* message, void* userContext) {
         inboxOf(userContext).deliver([&] { return OperationFailure{status, message}; });
@@ -40,7 +40,13 @@ ridgeCaptureCallbacks CaptureInbox::callbacks() {
     return callbacks;
 }
 
-void CaptureInbox::post(CaptureMessage message) {
+ridgeCsrCallback OperationInbox::csrCallback() {
+    return [](const std::uint8_t* request, std::uint32_t size, void* userContext) {
+        inboxOf(userContext).deliver([&] { return SigningRequest{copyOf(request, size)}; });
+    };
+}
+
+void OperationInbox::post(OperationMessage message) {
     {
         const std::lock_guard lock(mutex);
         messages.push_back(std::move(message));
@@ -48,7 +54,7 @@ void CaptureInbox::post(CaptureMessage message) {
     arrived.notify_one();
 }
 
-std::optional<CaptureMessage> CaptureInbox::wait(std::chrono::milliseconds patience) {
+std::optional<OperationMessage> OperationInbox::wait(std::chrono::milliseconds patience) {
     std::unique_lock lock(mutex);
     arrived.wait_for(lock, patience, [this] { return fault || !messages.empty(); });
     if (fault) {
@@ -57,13 +63,13 @@ std::optional<CaptureMessage> CaptureInbox::wait(std::chrono::milliseconds patie
     if (messages.empty()) {
         return std::nullopt;
     }
-    CaptureMessage message = std::move(messages.front());
+    OperationMessage message = std::move(messages.front());
     messages.pop_front();
     return message;
 }
 
 template <typename MakeMessage>
-void CaptureInbox::deliver(const MakeMessage& makeMessage) noexcept {
+void OperationInbox::deliver(const MakeMessage& makeMessage) noexcept {
     try {
         post(makeMessage());
     } catch (...) {

@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace ridge::tool {
 
@@ -25,23 +26,29 @@ struct FingerEvent {
     std::uint32_t elapsedMilliseconds;
 };
 
+struct SigningRequest {
+    std::vector<std::uint8_t> bytes;
+};
+
 struct InterruptionWish {};
 
-using CaptureMessage = std::variant<CapturedImage, OperationFailure, FingerEvent, InterruptionWish>;
+using OperationMessage =
+    std::variant<CapturedImage, OperationFailure, FingerEvent, SigningRequest, InterruptionWish>;
 
 /// Carries what the library's worker calls back over to the thread that waits for it.
-class CaptureInbox {
+class OperationInbox {
 public:
     /// Callbacks whose user context is an inbox.
     static ridgeCaptureCallbacks callbacks();
+    static ridgeCsrCallback csrCallback();
 
-    void post(CaptureMessage message);
+    void post(OperationMessage message);
 
     /// The next message in order of arrival; nothing when none arrives in time.
-    std::optional<CaptureMessage> wait(std::chrono::milliseconds patience);
+    std::optional<OperationMessage> wait(std::chrono::milliseconds patience);
 
     /// What has arrived already.
-    std::optional<CaptureMessage> poll() { return wait(std::chrono::milliseconds::zero()); }
+    std::optional<OperationMessage> poll() { return wait(std::chrono::milliseconds::zero()); }
 
 private:
     /// No exception may go through the library: the waiting thread throws it.
@@ -50,7 +57,7 @@ private:
 
     std::mutex mutex;
     std::condition_variable arrived;
-    std::deque<CaptureMessage> messages;
+    std::deque<OperationMessage> messages;
     std::exception_ptr fault;
 };
 

@@ -86,6 +86,24 @@ public:
     CommandResult operator()(const StreamOptions& options) const {
         return runScannerCommand("stream", options, runStream, context);
     }
+    CommandResult operator()(const KeySetOptions& options) const {
+        return runScannerCommand("key set", options, runKeySet, context);
+    }
+    CommandResult operator()(const KeyClearOptions& options) const {
+        return runScannerCommand("key clear", options, runKeyClear, context);
+    }
+    CommandResult operator()(const CertGetOptions& options) const {
+        return runScannerCommand("cert get", options, runCertGet, context);
+    }
+    CommandResult operator()(const CertSetOptions& options) const {
+        return runScannerCommand("cert set", options, runCertSet, context);
+    }
+    CommandResult operator()(const CertClearOptions& options) const {
+        return runScannerCommand("cert clear", options, runCertClear, context);
+    }
+    CommandResult operator()(const CsrOptions& options) const {
+        return runScannerCommand("csr", options, runCsr, context);
+    }
 
 private:
     const CommandContext& context;
@@ -108,14 +126,14 @@ ExitStatus show(const CommandResult& result, bool json, std::ostream& output, Me
 
 } // namespace
 
-ExitStatus runProgram(const std::vector<std::string>& arguments, std::ostream& output,
-                      Messages& messages, Interruption& interruption) {
+ExitStatus runProgram(const std::vector<std::string>& arguments, std::istream& input,
+                      std::ostream& output, Messages& messages, Interruption& interruption) {
     try {
         const CommandLine line = parseCommandLine(arguments);
         if (line.logLevel) {
             showLibraryLog(*line.logLevel, messages);
         }
-        const CommandContext context{messages, interruption};
+        const CommandContext context{input, messages, interruption};
         return show(std::visit(CommandRunner(context), line.command), line.json, output, messages);
     } catch (const CommandError& failure) {
         messages.error(failure.what());

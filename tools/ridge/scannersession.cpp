@@ -12,6 +12,10 @@ std::string textOrNothing(const char* text) {
     return text == nullptr ? "" : text;
 }
 
+struct FreeCertificate {
+    void operator()(std::uint8_t* certificate) const { ridgeDeviceSecurityCertFree(certificate); }
+};
+
 const std::uint8_t* dataOrNull(const std::vector<std::uint8_t>& block) {
     return block.empty() ? nullptr : block.data();
 }
@@ -51,23 +55,23 @@ void ScannerSession::writeSettings(const ridgeDeviceSettings& settings) {
 }
 
 void ScannerSession::startCapture(const ridgeCaptureParameters& parameters,
-                                  const std::vector<std::uint8_t>& block, CaptureInbox& inbox) {
-    const ridgeCaptureCallbacks callbacks = CaptureInbox::callbacks();
+                                  const std::vector<std::uint8_t>& block, OperationInbox& inbox) {
+    const ridgeCaptureCallbacks callbacks = OperationInbox::callbacks();
     check(ridgeStartCapture(context.get(), &parameters, dataOrNull(block), &callbacks, &inbox),
           "starting the capture");
 }
 
 void ScannerSession::startHostAssistedCapture(const ridgeCaptureParameters& parameters,
                                               const std::vector<std::uint8_t>& block,
-                                              CaptureInbox& inbox) {
-    const ridgeCaptureCallbacks callbacks = CaptureInbox::callbacks();
+                                              OperationInbox& inbox) {
+    const ridgeCaptureCallbacks callbacks = OperationInbox::callbacks();
     check(ridgeStartHostAssistedCapture(context.get(), &parameters, dataOrNull(block), &callbacks,
                                         &inbox),
           "starting the capture");
 }
 
-void ScannerSession::startStream(const std::vector<std::uint8_t>& block, CaptureInbox& inbox) {
-    const ridgeCaptureCallbacks callbacks = CaptureInbox::callbacks();
+void ScannerSession::startStream(const std::vector<std::uint8_t>& block, OperationInbox& inbox) {
+    const ridgeCaptureCallbacks callbacks = OperationInbox::callbacks();
     check(ridgeStartStream(context.get(), dataOrNull(block), &callbacks, &inbox),
           "starting the stream");
 }
@@ -78,6 +82,42 @@ void ScannerSession::judge(bool accepted) {
 
 void ScannerSession::stop() {
     ridgeStopCapture(context.get());
+}
+
+void ScannerSession::setKey(const Key& key) {
+    check(ridgeDeviceSecuritySetKey(context.get(), key.data()), "setting the device key");
+}
+
+void ScannerSession::clearKey() {
+    check(ridgeDeviceSecurityClearKey(context.get()), "clearing the device key");
+}
+
+std::vector<std::uint8_t> ScannerSession::certificate() {
+    std::uint8_t* bytes = nullptr;
+    std::uint32_t size = 0;
+    check(ridgeDeviceSecurityCertGet(context.get(), &bytes, &size), "reading the certificate");
+    const std::unique_ptr<std::uint8_t, FreeCertificate> owner(bytes);
+    return {bytes, bytes + size};
+}
+
+void ScannerSession::setCertificate(const std::vector<std::uint8_t>& certificate) {
+    check(ridgeDeviceSecurityCertSet(context.get(), certificate.data(),
+                                     static_cast<std::uint32_t>(certificate.size())),
+          "setting the certificate");
+}
+
+void ScannerSession::clearCertificate() {
+    check(ridgeDeviceSecurityCertClear(context.get()), "clearing the certificate");
+}
+
+void ScannerSession::createCsr(const CsrSubject& subject, OperationInbox& inbox) {
+    const ridgeCsrSubjectName name{
+        subject.commonName.c_str(),         subject.country.c_str(),
+        subject.locality.c_str(),           subject.organization.c_str(),
+        subject.organizationalUnit.c_str(), subject.stateOrProvince.c_str()};
+    check(ridgeDeviceSecurityCreateCsr(context.get(), &name, OperationInbox::csrCallback(),
+                                       OperationInbox::callbacks().errorCallback, &inbox),
+          "creating the request");
 }
 
 void ScannerSession::check(std::int32_t status, const std::string& activity) const {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "captureinbox.h"
+#include "operationinbox.h"
 #include "scannerchoice.h"
 
 #include <ridge-sdk.h>
@@ -21,6 +21,16 @@ struct ScannerInformation {
     std::uint32_t features = 0;
 };
 
+/// The subject of a signing request, in UTF-8; what is left out is empty.
+struct CsrSubject {
+    std::string commonName;
+    std::string country;
+    std::string locality;
+    std::string organization;
+    std::string organizationalUnit;
+    std::string stateOrProvince;
+};
+
 /// The library's session with one scanner, open as long as the object lives. A failure is thrown as
 /// CommandError. To be used, and destroyed, on one thread.
 ///
@@ -36,14 +46,25 @@ public:
     void writeSettings(const ridgeDeviceSettings& settings);
 
     void startCapture(const ridgeCaptureParameters& parameters,
-                      const std::vector<std::uint8_t>& block, CaptureInbox& inbox);
+                      const std::vector<std::uint8_t>& block, OperationInbox& inbox);
     void startHostAssistedCapture(const ridgeCaptureParameters& parameters,
-                                  const std::vector<std::uint8_t>& block, CaptureInbox& inbox);
-    void startStream(const std::vector<std::uint8_t>& block, CaptureInbox& inbox);
+                                  const std::vector<std::uint8_t>& block, OperationInbox& inbox);
+    void startStream(const std::vector<std::uint8_t>& block, OperationInbox& inbox);
     /// The verdict on the image that a host-assisted capture showed last.
     void judge(bool accepted);
-    /// Ends a running operation and waits for its end.
+    /// Ends a running operation, but for a signing request, and waits for its end.
     void stop();
+
+    using Key = std::array<std::uint8_t, 32>;
+
+    void setKey(const Key& key);
+    void clearKey();
+    /// Empty when the scanner has none.
+    [[nodiscard]] std::vector<std::uint8_t> certificate();
+    void setCertificate(const std::vector<std::uint8_t>& certificate);
+    void clearCertificate();
+    /// Reports to the inbox. The session must not end before it has.
+    void createCsr(const CsrSubject& subject, OperationInbox& inbox);
 
 private:
     void check(std::int32_t status, const std::string& activity) const;

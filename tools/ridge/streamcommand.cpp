@@ -1,8 +1,8 @@
-#include "blockfile.h"
 #include "commands.h"
 #include "connecting.h"
 #include "greypng.h"
 #include "imagejson.h"
+#include "inputfile.h"
 #include "operation.h"
 #include "outputfile.h"
 #include "scannererror.h"
@@ -64,10 +64,10 @@ private:
 };
 
 /// Stores images until there are enough of them.
-void storeImages(ScannerSession& session, CaptureInbox& inbox, ImageSeries& series,
+void storeImages(ScannerSession& session, OperationInbox& inbox, ImageSeries& series,
                  const CommandContext& context) {
     while (!series.isComplete()) {
-        const CaptureMessage message = nextMessage(inbox, context);
+        const OperationMessage message = nextMessage(inbox, context);
         if (const auto* image = std::get_if<CapturedImage>(&message)) {
             series.store(*image);
         } else if (const auto* failure = std::get_if<OperationFailure>(&message)) {
@@ -90,7 +90,7 @@ CommandResult runStream(const StreamOptions& options, const ChosenScanner& scann
     const std::vector<std::uint8_t> block = readBlock(options.block);
     ImageSeries series(options, context);
     // The inbox outlives the session, whose worker fills it.
-    CaptureInbox inbox;
+    OperationInbox inbox;
     const Interruption::Subscription subscription(context.interruption,
                                                   [&inbox] { inbox.post(InterruptionWish{}); });
     ScannerSession session = connectTo(scanner, context);

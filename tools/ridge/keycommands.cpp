@@ -1,0 +1,40 @@
+#include "commands.h"
+#include "connecting.h"
+#include "inputfile.h"
+#include "utf8path.h"
+
+#include <algorithm>
+
+namespace ridge::tool {
+namespace {
+
+ScannerSession::Key readKey(const std::string& file, const CommandContext& context) {
+    ScannerSession::Key key{};
+    const InputKind kind{"device key", key.size(), key.size()};
+    const std::vector<std::uint8_t> bytes = file == "-"
+                                                ? readInput(context.input, "standard input", kind)
+                                                : readInput(pathFromUtf8(file), kind);
+    std::copy(bytes.begin(), bytes.end(), key.begin());
+    return key;
+}
+
+} // namespace
+
+CommandResult runKeySet(const KeySetOptions& options, const ChosenScanner& scanner,
+                        const CommandContext& context) {
+    const ScannerSession::Key key = readKey(options.file, context);
+    connectTo(scanner, context).setKey(key);
+    CommandResult result;
+    result.text = "the device key is set\n";
+    return result;
+}
+
+CommandResult runKeyClear(const KeyClearOptions&, const ChosenScanner& scanner,
+                          const CommandContext& context) {
+    connectTo(scanner, context).clearKey();
+    CommandResult result;
+    result.text = "the device key is cleared\n";
+    return result;
+}
+
+} // namespace ridge::tool
