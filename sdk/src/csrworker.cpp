@@ -37,6 +37,11 @@ std::vector<std::uint8_t> RidgeDevice::askForCsr(const CsrName& name) {
     }
 }
 
+bool RidgeDevice::isCsrBeingCreated() const {
+    const std::lock_guard lock(*stateMutex);
+    return worker && workerKind == WorkerKind::csr && !csrAnswered;
+}
+
 void RidgeDevice::waitForCsrDelivery() {
     std::unique_lock lock(*stateMutex);
     if (worker && csrAnswered && worker->get_id() != std::this_thread::get_id()) {

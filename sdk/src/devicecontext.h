@@ -17,8 +17,7 @@ struct ridgeDeviceContext {
     /// The session may use the listener until it has been disconnected.
     ~ridgeDeviceContext() {
         if (device) {
-            device->disconnect(true);
-            device->waitForCsrDelivery();
+            device->close();
         }
     }
 

@@ -187,8 +187,7 @@ void ridgeDisconnect(ridgeDeviceContext* context) {
     context->lastError.clear();
     if (context->device) {
         // A callback that still runs finds the session in its place.
-        context->device->disconnect(true);
-        context->device->waitForCsrDelivery();
+        context->device->close();
         context->device.reset();
     }
 }

@@ -5,6 +5,7 @@
 #include "ridgeexception.h"
 #include "statuscode.h"
 
+#include <exception>
 #include <utility>
 
 namespace ridge {
@@ -26,6 +27,16 @@ RidgeDevice::RidgeDevice(const std::string& portName, Factory<std::string>& fact
 }
 
 RidgeDevice::~RidgeDevice() {
+    close();
+}
+
+void RidgeDevice::close() {
+    if (isCsrBeingCreated()) {
+        // The worker's thread object must not go while its thread runs. Better at once than after
+        // the worker has used what was freed.
+        RIDGE_LOG(logError, "Session released while a CSR is being created");
+        std::terminate();
+    }
     disconnect(true);
     waitForCsrDelivery();
 }

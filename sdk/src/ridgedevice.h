@@ -32,9 +32,6 @@ public:
     /// Opens the port and reads the scanner's information and settings. Throws what the factory or
     /// the commands throw; nothing stays open then. The factory is not kept.
     RidgeDevice(const std::string& portName, Factory<std::string>& factory);
-    /// Stops a running capture or stream, waits for its end and closes the port. Waits for a
-    /// signing request's callback that is under way; before that, while the scanner is creating the
-    /// request, the session must stay: the process ends otherwise.
     ~RidgeDevice() override;
 
     RidgeDevice(const RidgeDevice&) = delete;
@@ -44,9 +41,11 @@ public:
     /// stream and waits for its end; without it the caller is the worker.
     void disconnect(bool stopWorker);
 
-    /// Waits until the outcome of a signing request, if there is one already, has been delivered
-    /// and its worker has ended; on that worker itself, returns at once.
-    void waitForCsrDelivery();
+    /// Ends the session for good, as the destructor does: stops a running capture or stream, waits
+    /// for its end and closes the port. Waits for a signing request's callback that is under way,
+    /// unless it is called from that callback. While the scanner is still creating the request, the
+    /// session must stay: ends the process.
+    void close();
 
     [[nodiscard]] bool isConnected() const;
     /// A capture, host-assisted capture or stream is running.
@@ -119,6 +118,8 @@ private:
                              const std::function<void()>& body);
 
     void reloadDeviceInfo();
+    [[nodiscard]] bool isCsrBeingCreated() const;
+    void waitForCsrDelivery();
 
     void createCsrBody(const CsrName& name, CreateCsrListener& listener);
     [[nodiscard]] std::vector<std::uint8_t> askForCsr(const CsrName& name);

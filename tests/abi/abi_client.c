@@ -52,6 +52,14 @@ FIELD(ridgeCaptureCallbacks, captureCallback, 8);
 FIELD(ridgeCaptureCallbacks, eventCallback, 16);
 SIZE(ridgeCaptureCallbacks, 24);
 
+FIELD(ridgeCsrSubjectName, commonName, 0);
+FIELD(ridgeCsrSubjectName, country, 8);
+FIELD(ridgeCsrSubjectName, locality, 16);
+FIELD(ridgeCsrSubjectName, organization, 24);
+FIELD(ridgeCsrSubjectName, organizationalUnit, 32);
+FIELD(ridgeCsrSubjectName, stateOrProvince, 40);
+SIZE(ridgeCsrSubjectName, 48);
+
 FIELD(ridgeCaptureResult, width, 0);
 FIELD(ridgeCaptureResult, height, 4);
 FIELD(ridgeCaptureResult, image, 8);
@@ -87,6 +95,12 @@ static void onCapture(const ridgeCaptureResult* result, void* userContext) {
     (void)userContext;
 }
 
+static void onCsr(const uint8_t* request, uint32_t size, void* userContext) {
+    (void)request;
+    (void)size;
+    (void)userContext;
+}
+
 static void onLog(int32_t level, const char* line, void* userContext) {
     (void)level;
     if (strstr(line, "Start stream") != NULL) {
@@ -101,6 +115,10 @@ int main(void) {
     ridgeDeviceSettings readSettings;
     ridgeDeviceInfo info;
     ridgeDeviceList* list = NULL;
+    const ridgeCsrSubjectName subject = {NULL, "DE", NULL, NULL, NULL, NULL};
+    const uint8_t key[32] = {0};
+    uint8_t* certificate = NULL;
+    uint32_t size = 0;
     int streamLines = 0;
 
     CHECK(strcmp(ridgeGetSdkVersion(), RIDGE_EXPECTED_VERSION) == 0);
@@ -125,6 +143,15 @@ int main(void) {
           RIDGE_NOT_CONNECTED);
     CHECK(ridgeStartStream(context, NULL, &callbacks, NULL) == RIDGE_NOT_CONNECTED);
     CHECK(streamLines == 1);
+    CHECK(ridgeDeviceSecuritySetKey(context, key) == RIDGE_NOT_CONNECTED);
+    CHECK(ridgeDeviceSecurityClearKey(context) == RIDGE_NOT_CONNECTED);
+    CHECK(ridgeDeviceSecurityCertGet(context, &certificate, &size) == RIDGE_NOT_CONNECTED);
+    CHECK(ridgeDeviceSecurityCertSet(context, key, 1) == RIDGE_NOT_CONNECTED);
+    CHECK(ridgeDeviceSecurityCertClear(context) == RIDGE_NOT_CONNECTED);
+    CHECK(ridgeDeviceSecurityCreateCsr(context, &subject, onCsr, onError, NULL) ==
+          RIDGE_INVALID_ARGUMENT);
+    CHECK(strcmp(ridgeGetLastErrorDescription(context), "common name must be specified.") == 0);
+    ridgeDeviceSecurityCertFree(certificate);
     ridgeHostAssistedCaptureSetResult(context, 1);
     ridgeStopCapture(context);
     CHECK(strcmp(ridgeGetLastErrorDescription(context), "") == 0);

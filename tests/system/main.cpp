@@ -2,14 +2,19 @@
 #include "driverservice.h"
 #include "openresult.h"
 #include "pendingstatus.h"
+#include "releaseduringcsr.h"
 
 #include <gtest/gtest.h>
 
 #include <exception>
 #include <iostream>
+#include <string>
 
 int main(int argumentCount, char** arguments) {
     testing::InitGoogleTest(&argumentCount, arguments);
+    if (argumentCount == 4 && std::string(arguments[1]) == "--release-during-csr") {
+        return ridge::test::releaseDuringCsr(arguments[2], arguments[3]);
+    }
     try {
         // Wine's faults are mended around the library, before it runs.
         ridge::simulator::mendPendingStatus();

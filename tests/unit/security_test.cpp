@@ -352,9 +352,9 @@ TEST_F(CsrInItsCallback, DestructorAfterAnError_WaitsForItsCallbackToo) {
     waitForEnd();
 }
 
-TEST_F(CsrInItsCallback, WaitingForTheDelivery_OnTheWorkerItself_ReturnsAtOnce) {
+TEST_F(CsrInItsCallback, Close_OnTheWorkerItself_ReturnsAtOnce) {
     start([this] {
-        device->waitForCsrDelivery();
+        device->close();
         csrCalls.add("went on");
     });
     waitForEnd();
