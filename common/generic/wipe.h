@@ -1,18 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <span>
 
 namespace ridge {
 
 /// Overwrites what must not stay behind in memory.
 inline void wipe(std::span<std::uint8_t> bytes) noexcept {
-    // Which function it is has to be looked up, so the compiler cannot know that it may be left
-    // out.
-    static void* (*const volatile fill)(void*, int, std::size_t) = &std::memset;
-    if (!bytes.empty()) {
-        fill(bytes.data(), 0, bytes.size());
+    for (std::uint8_t& byte : bytes) {
+        // What is volatile must not be left out, even if nobody reads it again.
+        static_cast<volatile std::uint8_t&>(byte) = 0;
     }
 }
 

@@ -15,11 +15,12 @@
  * ridgeGetLastErrorDescription(). A function that succeeds leaves the text of an earlier failure in
  * place, so look at the status first and at the text only after a failure. The exceptions:
  * the start of a connect, ridgeDisconnect() and ridgeStopCapture() clear the text. A NULL context
- * is reported as #RIDGE_NULL_ARGUMENT without a text, as there is nowhere to keep it.
+ * is reported as #RIDGE_NULL_ARGUMENT without a text, as there is nowhere to keep it. Where a
+ * function says "no text" of another pointer, none is written either: an earlier one stays.
  *
  * Order of checks. Arguments are checked before the state of the connection is looked at, so a
- * wrong argument is reported even on a context that is not connected. Each function lists its
- * status codes in the order in which it checks.
+ * wrong argument is reported even on a context that is not connected; the size of a certificate is
+ * the exception. Each function lists its status codes in the order in which it checks.
  *
  * Contexts. A device context stands for one scanner. It takes no lock: use one context from one
  * thread at a time. Different contexts are independent and may be used from different threads at
@@ -33,7 +34,8 @@
  * function: ridgeStopCapture(), ridgeDisconnect() and ridgeFreeDeviceContext() would wait for the
  * callback itself to return, and the others belong to the thread that uses the context. For the
  * same reason a callback must not wait for a thread that may be inside one of these three functions
- * (by SendMessage(), say, or for a lock that the thread holds): post, do not send. The scanner
+ * (by SendMessage(), say, or for a lock that the thread holds): post, do not send. From a signing
+ * request's callback, ridgeDisconnect() and ridgeFreeDeviceContext() end the process. The scanner
  * waits while a captureCallback runs; return soon from an eventCallback, as the capture's time-out
  * runs on. Let no C++ exception leave a callback.
  *
@@ -260,7 +262,7 @@ typedef struct ridgeCsrSubjectName {
 } ridgeCsrSubjectName;
 
 /**
- * Takes a certificate signing request.
+ * Takes a certificate signing request. Called once, on the worker thread.
  *
  * @param request      the request as the scanner made it, valid during the call
  * @param size         its size in bytes, at least 1
@@ -476,7 +478,7 @@ RIDGE_API int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* inf
  *
  * @param context   the context
  * @param settings  record to fill
- * @return #RIDGE_NULL_ARGUMENT  context or settings is NULL (without a text)
+ * @return #RIDGE_NULL_ARGUMENT  context or settings is NULL (no text)
  * @return #RIDGE_NOT_CONNECTED  "Not connected."
  * @return #RIDGE_SUCCESS
  */
@@ -630,12 +632,13 @@ RIDGE_API void ridgeStopCapture(ridgeDeviceContext* context);
  *
  * @param context  a connected context
  * @param key      exactly 32 bytes; copied, and the copies are wiped
- * @return #RIDGE_NULL_ARGUMENT      context or key is NULL (without a text)
+ * @return #RIDGE_NULL_ARGUMENT      context or key is NULL (no text)
  * @return #RIDGE_NOT_CONNECTED      there is no session ("Not connected."), or it has lost its
  *                                   scanner ("Device is not connected!")
  * @return #RIDGE_PROTOCOL_ERROR     a capture, a stream or a signing request runs ("Invalid state -
  *                                   command execution or capture is active!")
- * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed ("Serial port error detected. ...")
+ * @return #RIDGE_SERIAL_PORT_ERROR  the port has failed ("Serial port error detected. ..."),
+ *                                   or fails while the request is sent
  * @return #RIDGE_TIMEOUT, #RIDGE_NO_RESPONSE ("Timeout setting device key." and the like),
  *         #RIDGE_DEVICE_FAILURE, #RIDGE_UNEXPECTED_RESPONSE, #RIDGE_MALFORMED_DATA,
  *         #RIDGE_UNEXPECTED_FAILURE
@@ -660,7 +663,7 @@ RIDGE_API int32_t ridgeDeviceSecurityClearKey(ridgeDeviceContext* context);
  *                     ridgeDeviceSecurityCertFree() and nothing else; NULL when the scanner has
  * none
  * @param size         gets the size in bytes; 0 when the scanner has none
- * @return #RIDGE_NULL_ARGUMENT  context, certificate or size is NULL (without a text)
+ * @return #RIDGE_NULL_ARGUMENT  context, certificate or size is NULL (no text)
  * @return the other codes of ridgeDeviceSecuritySetKey(), #RIDGE_MALFORMED_DATA excepted; the
  *         time-out reads "Timeout retrieving certificate from device."
  *
@@ -685,7 +688,7 @@ RIDGE_API void ridgeDeviceSecurityCertFree(uint8_t* certificate);
  * @param context      a connected context
  * @param certificate  the bytes; copied
  * @param size         their number, 1 to 6000
- * @return #RIDGE_NULL_ARGUMENT     context or certificate is NULL (without a text)
+ * @return #RIDGE_NULL_ARGUMENT     context or certificate is NULL (no text)
  * @return #RIDGE_NOT_CONNECTED, #RIDGE_PROTOCOL_ERROR, #RIDGE_SERIAL_PORT_ERROR as
  *         ridgeDeviceSecuritySetKey()
  * @return #RIDGE_INVALID_ARGUMENT  the size is 0 or above 6000 ("Invalid certificate size 0.");
@@ -711,12 +714,12 @@ RIDGE_API int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context);
  * with the failure. If csrCallback gets nothing for 10 seconds the failure is #RIDGE_NO_RESPONSE
  * ("Timeout creating CSR.").
  *
- * Until then every other operation on the context is refused with #RIDGE_PROTOCOL_ERROR, and
- * nothing can stop this one: ridgeStopCapture() does not wait for it. Do not call ridgeDisconnect()
- * or ridgeFreeDeviceContext() before one of the callbacks has been called: they take away what the
- * worker uses, and the process ends. Once a callback has been called they wait for it to return. A
- * request still counts as running for an instant after that: what is refused then can be tried
- * again.
+ * Until then every other operation that needs the scanner is refused with #RIDGE_PROTOCOL_ERROR,
+ * and nothing can stop this one: ridgeStopCapture() does not wait for it. Do not call
+ * ridgeDisconnect() or ridgeFreeDeviceContext() before one of the callbacks has been called: they
+ * take away what the worker uses, and the process ends. Once a callback has been called they wait
+ * for it to return. A request still counts as running for an instant after that: what is refused
+ * then can be tried again.
  *
  * Does not block.
  *
@@ -726,7 +729,7 @@ RIDGE_API int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context);
  * @param csrErrorCallback  gets the failure
  * @param userContext       handed to either unchanged; may be NULL
  * @return #RIDGE_NULL_ARGUMENT      context, subjectName, csrCallback or csrErrorCallback is NULL
- *                                   (without a text)
+ *                                   (no text)
  * @return #RIDGE_INVALID_ARGUMENT   the subject is not as it must be: "common name must be
  *                                   specified.", "Value for locality name is not a valid UTF-8
  *                                   string.", "Value for common name has invalid length 65.

@@ -68,6 +68,15 @@ constexpr std::array<CsrFieldLimit, 6> csrFieldLimits{{
     {&CsrName::stateOrProvince, 0, 512, true},
 }};
 
+constexpr std::size_t largestCsrName() {
+    std::size_t size = 0;
+    for (const CsrFieldLimit& limit : csrFieldLimits) {
+        size += 2 + limit.maxSize;
+    }
+    return size;
+}
+static_assert(largestCsrName() == maxCsrNameSize);
+
 RidgeException csrFailure(int reason) {
     return RIDGE_EXCEPTION(status::protocol, "Failed to create create CSR command (%d).", reason);
 }
@@ -202,6 +211,7 @@ std::vector<std::uint8_t> encodeCsrName(const CsrName& name) {
         if (!fits) {
             throw csrFailure(1);
         }
+        // Cannot happen as long as the limits add up.
         if (payload.size() + 2 + text.size() > maxCsrNameSize) {
             throw csrFailure(5);
         }

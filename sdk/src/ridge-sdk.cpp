@@ -15,7 +15,6 @@
 #include "wipe.h"
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <new>
 #include <string>
@@ -331,9 +330,8 @@ std::int32_t ridgeDeviceSecuritySetKey(ridgeDeviceContext* context, const std::u
         return RIDGE_NULL_ARGUMENT;
     }
     return runOnSession(*context, [&](RidgeDevice& device) {
-        std::array<std::uint8_t, deviceKeySize> copy{};
+        std::vector<std::uint8_t> copy(key, key + deviceKeySize);
         const WipedAtEnd wiped(copy);
-        std::copy_n(key, copy.size(), copy.begin());
         device.setKey(copy.data());
     });
 }

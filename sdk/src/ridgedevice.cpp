@@ -5,10 +5,28 @@
 #include "ridgeexception.h"
 #include "statuscode.h"
 
+#include <algorithm>
+#include <cstring>
 #include <exception>
 #include <utility>
 
 namespace ridge {
+namespace {
+
+/// Without memory for the text, that is the failure instead: status 4, and as much of its text as
+/// fits.
+void reportFailure(BaseListener& listener, std::int32_t code, const char* what) {
+    std::string text;
+    try {
+        text = what;
+    } catch (const std::exception& failure) {
+        code = status::unexpected;
+        text.assign(failure.what(), std::min(std::strlen(failure.what()), text.capacity()));
+    }
+    listener.onError(code, text);
+}
+
+} // namespace
 
 RidgeDevice::RidgeDevice(const std::string& portName, Factory<std::string>& factory)
     : stateMutex(std::make_shared<std::mutex>()),
@@ -198,10 +216,10 @@ void RidgeDevice::runReporting(const char* name, BaseListener& listener,
     } catch (const RidgeException& failure) {
         RIDGE_LOG(logError, "%s error %d/%s", name, static_cast<int>(failure.code()),
                   failure.what());
-        listener.onError(failure.code(), failure.what());
+        reportFailure(listener, failure.code(), failure.what());
     } catch (const std::exception& failure) {
         RIDGE_LOG(logError, "%s error %s", name, failure.what());
-        listener.onError(status::unexpected, failure.what());
+        reportFailure(listener, status::unexpected, failure.what());
     } catch (...) {
         RIDGE_LOG(logError, "Unknown %s error", name);
         listener.onError(status::unexpected, "Unknown command error");

@@ -43,8 +43,8 @@ public:
 
     /// Ends the session for good, as the destructor does: stops a running capture or stream, waits
     /// for its end and closes the port. Waits for a signing request's callback that is under way,
-    /// unless it is called from that callback. While the scanner is still creating the request, the
-    /// session must stay: ends the process.
+    /// unless it is called from that callback, whose worker the object must outlive then. While the
+    /// scanner is still creating the request, the session must stay: ends the process.
     void close();
 
     [[nodiscard]] bool isConnected() const;

@@ -11,12 +11,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>
 #include <new>
 #include <string>
+#include <thread>
 
 namespace ridge {
 namespace {
@@ -156,6 +158,67 @@ TEST(QueryDevicesWithoutMemory, LetsTheExceptionOut_AndLeavesTheCallersPointerAl
     EXPECT_GT(outOfMemory, 20U);
     EXPECT_EQ(list->count, 2U);
     ridgeFreeDevices(list);
+}
+
+/// A connected context with a scanner that answers everything.
+class SecurityWithoutMemory : public testing::Test {
+protected:
+    void SetUp() override {
+        scanner.succeed(0x23, {1, 2, 3});
+        scanner.succeed(0x21, {0x30});
+        ASSERT_EQ(ridgeConnectCOM("COM3", context.get()), 0);
+    }
+
+    /// Refuses one allocation after the other until the function needs no more.
+    template <typename Function>
+    void expectStatus4UntilThereIsEnough(const Function& function) {
+        std::size_t outOfMemory = 0;
+        Outcome outcome{4, true};
+        while (outcome.refused) {
+            SCOPED_TRACE(outOfMemory);
+            {
+                const AllocationRefusal refusal(outOfMemory + 1);
+                outcome.status = function();
+                outcome.refused = refusal.happened();
+            }
+            if (outcome.refused) {
+                ++outOfMemory;
+                EXPECT_EQ(outcome.status, 4);
+                EXPECT_STREQ(ridgeGetLastErrorDescription(context.get()), std::bad_alloc().what());
+                EXPECT_EQ(ridgeIsConnected(context.get()), 1);
+            }
+        }
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_GT(outOfMemory, 0U);
+    }
+
+    ScriptedScanner scanner{"COM3"};
+    std::unique_ptr<ridgeDeviceContext, decltype(&ridgeFreeDeviceContext)> context{
+        ridgeCreateDeviceContext(), &ridgeFreeDeviceContext};
+};
+
+TEST_F(SecurityWithoutMemory, CreateCsr_StartsNoWorker) {
+    struct Calls {
+        std::atomic<int> csr{0};
+        std::atomic<int> error{0};
+    } calls;
+    const ridgeCsrSubjectName subject{
+        "A common name that takes memory of its own", "DE", nullptr, nullptr, nullptr, nullptr};
+    expectStatus4UntilThereIsEnough([&] {
+        return ridgeDeviceSecurityCreateCsr(
+            context.get(), &subject,
+            [](const std::uint8_t*, std::uint32_t, void* counts) {
+                ++static_cast<Calls*>(counts)->csr;
+            },
+            [](std::int32_t, const char*, void* counts) { ++static_cast<Calls*>(counts)->error; },
+            &calls);
+    });
+    while (calls.csr + calls.error == 0) {
+        std::this_thread::yield();
+    }
+    context.reset();
+    EXPECT_EQ(calls.csr, 1);
+    EXPECT_EQ(calls.error, 0);
 }
 
 } // namespace

@@ -5,6 +5,9 @@
 #include "defaultridgecommands.h"
 #include "fakeserialport.h"
 #include "hexbytes.h"
+#include "ridge-sdk.h"
+#include "ridgeexception.h"
+#include "scriptedscanner.h"
 #include "wipe.h"
 
 #include <gtest/gtest.h>
@@ -23,6 +26,7 @@ namespace {
 using test::FakeSerialPortFactory;
 using test::FreedMemory;
 using test::hexBytes;
+using test::ScriptedScanner;
 using Bytes = std::vector<std::uint8_t>;
 
 class NoErrors final : public SerialPortErrorListener {
@@ -72,6 +76,47 @@ TEST(DeviceKeyInMemory, AfterSetKey_NeitherKeyNorMaskedKeyNorFrameStaysBehind) {
     EXPECT_EQ(piecesHeld(key), 0U);
     EXPECT_EQ(piecesHeld(packet), 0U);
     EXPECT_EQ(piecesHeld(frame), 0U);
+}
+
+TEST(DeviceKeyInMemory, AfterSetKeyThatFails_NothingStaysBehindEither) {
+    NoErrors errors;
+    Bytes key(32);
+    std::iota(key.begin(), key.end(), std::uint8_t{0x41});
+    for (const bool refused : {false, true}) {
+        FakeSerialPortFactory port;
+        DefaultPacketHandler packets(port, "COM3", errors);
+        DefaultRidgeCommands commands(&packets);
+        port.onWrite = [&] {
+            if (!refused) {
+                throw RIDGE_EXCEPTION(7, "Timeout writing to device port");
+            }
+            port.deliver(hexBytes("7E 81 00 02 A0 05 59 7F"));
+        };
+        port.writes.reserve(1);
+        {
+            const FreedMemory freed;
+            EXPECT_THROW(commands.setKey(key.data()), RidgeException);
+        }
+        EXPECT_EQ(piecesHeld(key), 0U);
+        for (const Bytes& frame : port.writes) {
+            EXPECT_EQ(piecesHeld(unescaped(frame)), 0U);
+            EXPECT_EQ(piecesHeld(frame), 0U);
+        }
+    }
+}
+
+TEST(DeviceKeyInMemory, AfterTheExportedFunction_TheKeyDoesNotStayBehind) {
+    ScriptedScanner scanner("COM3");
+    const std::unique_ptr<ridgeDeviceContext, decltype(&ridgeFreeDeviceContext)> context(
+        ridgeCreateDeviceContext(), &ridgeFreeDeviceContext);
+    ASSERT_EQ(ridgeConnectCOM("COM3", context.get()), 0);
+    Bytes key(32);
+    std::iota(key.begin(), key.end(), std::uint8_t{0x41});
+    {
+        const FreedMemory freed;
+        ASSERT_EQ(ridgeDeviceSecuritySetKey(context.get(), key.data()), 0);
+    }
+    EXPECT_EQ(piecesHeld(key), 0U);
 }
 
 TEST(DeviceKeyInMemory, WhatIsNotWiped_WouldBeSeen) {

@@ -9,10 +9,9 @@ namespace ridge::test {
 class Gate {
 public:
     void open() {
-        {
-            const std::lock_guard lock(mutex);
-            opened = true;
-        }
+        // Under the lock: whoever has passed may destroy the gate at once.
+        const std::lock_guard lock(mutex);
+        opened = true;
         changed.notify_all();
     }
 

@@ -72,10 +72,21 @@ std::vector<ReceivedFailure> Host::failures() const {
     return receivedFailures;
 }
 
+void Host::waitForImagesOrFailure(std::size_t count) {
+    waitUntil(count, [&] { return receivedImages.size() >= count || !receivedFailures.empty(); });
+}
+
 template <typename Item>
 std::vector<Item> Host::waitFor(const std::vector<Item>& items, std::size_t count) {
+    waitUntil(count, [&] { return items.size() >= count; });
+    const std::lock_guard lock(mutex);
+    return items;
+}
+
+template <typename Condition>
+void Host::waitUntil(std::size_t count, const Condition& condition) {
     std::unique_lock lock(mutex);
-    if (!changed.wait_for(lock, patience, [&] { return items.size() >= count; })) {
+    if (!changed.wait_for(lock, patience, condition)) {
         std::string said;
         for (const ReceivedFailure& failure : receivedFailures) {
             said += " [" + std::to_string(failure.status) + " " + failure.message + "]";
@@ -83,7 +94,6 @@ std::vector<Item> Host::waitFor(const std::vector<Item>& items, std::size_t coun
         throw std::runtime_error("waited in vain for " + std::to_string(count) +
                                  " callbacks; failures so far:" + said);
     }
-    return items;
 }
 
 void Host::onError(std::int32_t status, const char* message, void* userContext) {

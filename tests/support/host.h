@@ -62,6 +62,8 @@ public:
     std::vector<ReceivedImage> waitForImages(std::size_t count);
     std::vector<ReceivedFailure> waitForFailures(std::size_t count);
     std::vector<std::uint32_t> waitForEvents(std::size_t count);
+    /// Waits until so many images have come, or a failure.
+    void waitForImagesOrFailure(std::size_t count);
 
     /// What has come up to now.
     std::vector<ReceivedImage> images() const;
@@ -74,6 +76,8 @@ private:
 
     template <typename Item>
     std::vector<Item> waitFor(const std::vector<Item>& items, std::size_t count);
+    template <typename Condition>
+    void waitUntil(std::size_t count, const Condition& condition);
 
     ridgeDeviceContext* handle;
     std::function<std::uint8_t(const ReceivedImage&)> judge;

@@ -10,26 +10,23 @@
 
 namespace ridge::test {
 
-/// What happened during a test, in order and from any thread.
+/// What happened during a test, in order and from any thread. Whoever waited may destroy it at
+/// once: notifications are given under the lock.
 class Journal {
 public:
     void add(std::string entry) {
-        {
-            const std::lock_guard lock(mutex);
-            list.push_back(std::move(entry));
-        }
+        const std::lock_guard lock(mutex);
+        list.push_back(std::move(entry));
         changed.notify_all();
     }
 
     /// As `add`, but only once in a row: for what goes on until something else happens.
     void addOnce(std::string entry) {
-        {
-            const std::lock_guard lock(mutex);
-            if (!list.empty() && list.back() == entry) {
-                return;
-            }
-            list.push_back(std::move(entry));
+        const std::lock_guard lock(mutex);
+        if (!list.empty() && list.back() == entry) {
+            return;
         }
+        list.push_back(std::move(entry));
         changed.notify_all();
     }
 

@@ -4,6 +4,7 @@
 #include "logmessage.h"
 #include "ridgeexception.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -84,12 +85,24 @@ void MemoryLine::waitUntilTaken() {
 }
 
 void MemoryLine::failReceiving(const std::string& text) {
+    postFailure(text);
+    state->waitUntilTaken();
+}
+
+void MemoryLine::postFailure(const std::string& text) {
     {
         const std::lock_guard lock(state->mutex);
         state->toHost.push_back({{}, text});
     }
     state->changed.notify_all();
-    state->waitUntilTaken();
+}
+
+bool MemoryLine::allQuiet() {
+    const std::lock_guard registryLock(registryMutex);
+    return std::all_of(registry().begin(), registry().end(), [](const auto& entry) {
+        const std::lock_guard lock(entry.second->mutex);
+        return entry.second->toHost.empty() && !entry.second->delivering;
+    });
 }
 
 int MemoryLine::openPorts() const {

@@ -36,6 +36,11 @@ public:
     /// Reports a failure of the receiving side, on the port's own thread and after what was
     /// delivered before. The host has heard of it when the call returns.
     void failReceiving(const std::string& text);
+    /// The same without waiting, for the use inside a host's write.
+    void postFailure(const std::string& text);
+
+    /// Whether no line has anything under way to a host.
+    [[nodiscard]] static bool allQuiet();
 
     /// How many ports are open on this line.
     [[nodiscard]] int openPorts() const;

@@ -113,6 +113,12 @@ void ScriptedScanner::ignore(std::uint8_t code) {
     answers[code] = std::nullopt;
 }
 
+void ScriptedScanner::answerNow(std::uint8_t answerType, std::uint8_t answerCode,
+                                const Bytes& payload) {
+    const std::lock_guard lock(mutex);
+    send({answerType, answerCode, payload});
+}
+
 void ScriptedScanner::queueBlock(std::uint8_t code, const std::vector<Bytes>& chunks) {
     const std::lock_guard lock(mutex);
     data[code].push_back({chunks, 0});

@@ -36,6 +36,8 @@ public:
                 const Bytes& payload);
     /// From now on requests of this code get no answer.
     void ignore(std::uint8_t code);
+    /// Sends a packet that nobody asks for now.
+    void answerNow(std::uint8_t answerType, std::uint8_t answerCode, const Bytes& payload);
 
     /// The next poll of this code that finds nothing before it gets the block, chunk by chunk.
     void queueBlock(std::uint8_t code, const std::vector<Bytes>& chunks);

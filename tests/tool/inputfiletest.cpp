@@ -40,9 +40,9 @@ TEST(InputFile, OtherSizes_AreRefused) {
     test::writeFile(folder / "empty", "");
     test::writeFile(folder / "short", std::string(255, 'x'));
     test::writeFile(folder / "long", std::string(257, 'x'));
-    EXPECT_NE(failureOf(folder / "empty").find("this file has 0"), std::string::npos);
-    EXPECT_NE(failureOf(folder / "short").find("this file has 255"), std::string::npos);
-    EXPECT_NE(failureOf(folder / "long").find("this file has more"), std::string::npos);
+    EXPECT_NE(failureOf(folder / "empty").find("here are 0"), std::string::npos);
+    EXPECT_NE(failureOf(folder / "short").find("here are 255"), std::string::npos);
+    EXPECT_NE(failureOf(folder / "long").find("here are more"), std::string::npos);
 }
 
 std::string failureOfStream(const std::string& content) {
@@ -62,10 +62,9 @@ TEST(InputFile, StreamOfASizeInTheRange_IsReadWhole) {
 }
 
 TEST(InputFile, StreamOfAnotherSize_IsRefusedWithoutItsContent) {
-    EXPECT_EQ(failureOfStream(""),
-              "standard input: a certificate has 1 to 3 bytes, this file has 0");
+    EXPECT_EQ(failureOfStream(""), "standard input: a certificate has 1 to 3 bytes, here are 0");
     EXPECT_EQ(failureOfStream("xxxx"),
-              "standard input: a certificate has 1 to 3 bytes, this file has more");
+              "standard input: a certificate has 1 to 3 bytes, here are more");
     EXPECT_EQ(failureOfStream("xxx"), "");
     EXPECT_EQ(failureOfStream("x"), "");
 }

@@ -628,8 +628,8 @@ TEST_F(Program, Key_IsNeverShown) {
 TEST_F(Program, KeyOfAnotherSize_LeavesTheScannerAlone) {
     input = "short";
     EXPECT_EQ(run({"key", "set", "--port", "COM7", "-"}), 1);
-    EXPECT_TRUE(contains(
-        errors, "ridge: standard input: a device key has exactly 32 bytes, this file has 5\n"))
+    EXPECT_TRUE(
+        contains(errors, "ridge: standard input: a device key has exactly 32 bytes, here are 5\n"))
         << errors;
     EXPECT_EQ(library.calls, Calls{});
 }
@@ -673,7 +673,7 @@ TEST_F(Program, CertSet_TakesTheFilesBytes) {
 TEST_F(Program, CertSetOfTooManyBytes_LeavesTheScannerAlone) {
     writeFile(folder / "a.der", std::string(6001, 'x'));
     EXPECT_EQ(run({"cert", "set", "--port", "COM7", (folder / "a.der").string()}), 1);
-    EXPECT_TRUE(contains(errors, "a certificate has 1 to 6000 bytes, this file has more"));
+    EXPECT_TRUE(contains(errors, "a certificate has 1 to 6000 bytes, here are more"));
     EXPECT_EQ(library.calls, Calls{});
 }
 
@@ -697,13 +697,15 @@ TEST_F(Program, Csr_StoresTheRequest) {
         const Bytes request{0x30, 0x82, 0x01};
         onCsr(request.data(), 3, userContext);
     };
-    EXPECT_EQ(run({"csr", "--port", "COM7", "--cn", "Ann", "--c", "DE", "--ou", "Unit", "-o",
-                   (folder / "ann.csr").string(), "--json"}),
-              0);
+    EXPECT_EQ(
+        run({"csr", "--port", "COM7", "--cn", "Ann", "--c", "DE", "--l", "Town", "--o", "Firm",
+             "--ou", "Unit", "--st", "State", "-o", (folder / "ann.csr").string(), "--json"}),
+        0);
     EXPECT_EQ(readFile(folder / "ann.csr"), "\x30\x82\x01");
     EXPECT_EQ(json()["request"],
               (nlohmann::json{{"file", (folder / "ann.csr").string()}, {"size", 3}}));
-    EXPECT_EQ(library.calls, (Calls{"connect COM7", "create csr Ann|DE|||Unit|", "free"}));
+    EXPECT_EQ(library.calls,
+              (Calls{"connect COM7", "create csr Ann|DE|Town|Firm|Unit|State", "free"}));
 }
 
 TEST_F(Program, CsrWithABadSubject_EndsWithTwoAndLeavesNoFile) {

@@ -7,6 +7,7 @@
 #include "hexbytes.h"
 #include "hextext.h"
 #include "journal.h"
+#include "logrecorder.h"
 #include "scriptedscanner.h"
 
 #include <gmock/gmock.h>
@@ -30,6 +31,8 @@ using test::Gate;
 using test::hexBytes;
 using test::hexText;
 using test::Journal;
+using test::LogLine;
+using test::LogRecorder;
 using test::ScriptedScanner;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -407,7 +410,7 @@ TEST_F(SecurityFunctions, CreateCsr_WhileACaptureRuns_Fails6AndItsListenerIsStor
 }
 
 /// A signing request that stays in its callback until the gate is opened.
-class WhileACsrIsCreated : public SecurityFunctions {
+class WhileACsrIsDelivered : public SecurityFunctions {
 protected:
     void SetUp() override {
         connect();
@@ -426,18 +429,18 @@ protected:
     Gate gate;
 };
 
-TEST_F(WhileACsrIsCreated, EverySecurityFunction_Fails6) {
+TEST_F(WhileACsrIsDelivered, EverySecurityFunction_Fails6) {
     expectEach(context.get(), 6, busyText);
 }
 
-TEST_F(WhileACsrIsCreated, SecondStart_Fails6AndReplacesTheListenerButNotTheRunningOnes) {
+TEST_F(WhileACsrIsDelivered, SecondStart_Fails6AndReplacesTheListenerButNotTheRunningOnes) {
     EXPECT_EQ(createCsr(subject, other), 6);
     EXPECT_EQ(lastError(), busyText);
     context->csrListener->onError(1, "reaches the new caller");
     EXPECT_THAT(other.calls.entries(), ElementsAre("error 1 reaches the new caller"));
 }
 
-TEST_F(WhileACsrIsCreated, CaptureStart_PassesTheChecksAndFails6WithItsListenerStored) {
+TEST_F(WhileACsrIsDelivered, CaptureStart_PassesTheChecksAndFails6WithItsListenerStored) {
     EXPECT_EQ(
         ridgeStartCapture(context.get(), &captureParameters, nullptr, &captureCallbacks, &other),
         6);
@@ -446,28 +449,111 @@ TEST_F(WhileACsrIsCreated, CaptureStart_PassesTheChecksAndFails6WithItsListenerS
     EXPECT_THAT(other.calls.entries(), IsEmpty());
 }
 
-TEST_F(WhileACsrIsCreated, SettingsSet_Fails6) {
+TEST_F(WhileACsrIsDelivered, SettingsSet_Fails6) {
     const ridgeDeviceSettings settings{1, 0};
     EXPECT_EQ(ridgeSettingsSet(context.get(), &settings), 6);
     EXPECT_EQ(lastError(), busyText);
 }
 
-TEST_F(WhileACsrIsCreated, WhatNeedsNoCommand_Works) {
+TEST_F(WhileACsrIsDelivered, WhatNeedsNoCommand_Works) {
     ridgeDeviceSettings settings{};
     EXPECT_EQ(ridgeSettingsGet(context.get(), &settings), 0);
     EXPECT_EQ(text7(), "seven");
     EXPECT_EQ(ridgeIsConnected(context.get()), 1);
 }
 
-TEST_F(WhileACsrIsCreated, StopCapture_ReturnsAtOnce) {
+TEST_F(WhileACsrIsDelivered, StopCapture_ReturnsAtOnce) {
     ridgeStopCapture(context.get());
     EXPECT_EQ(lastError(), "");
     EXPECT_FALSE(isIdle());
 }
 
-TEST_F(WhileACsrIsCreated, FailedStart_LeavesTheRunningRequestAlone) {
+TEST_F(WhileACsrIsDelivered, FailedStart_LeavesTheRunningRequestAlone) {
     EXPECT_EQ(createCsr({"", "", "", "", "", ""}, other), 2);
     EXPECT_FALSE(isIdle());
+}
+
+TEST_F(WhileACsrIsDelivered, CertSetOfSize0_Fails6BeforeItsSizeIsLookedAt) {
+    EXPECT_EQ(ridgeDeviceSecurityCertSet(context.get(), key.data(), 0), 6);
+    EXPECT_EQ(lastError(), busyText);
+}
+
+TEST_F(SecurityFunctions, CertSetOfSize0_WithoutAReadySession_FailsBeforeItsSizeIsLookedAt) {
+    EXPECT_EQ(ridgeDeviceSecurityCertSet(context.get(), key.data(), 0), 11);
+    connect();
+    scanner.failPort("unplugged");
+    EXPECT_EQ(ridgeDeviceSecurityCertSet(context.get(), key.data(), 0), 5);
+    context->device->disconnect(false);
+    EXPECT_EQ(ridgeDeviceSecurityCertSet(context.get(), key.data(), 0), 11);
+}
+
+/// Closes the session while the callback of a request runs, and checks the order of things.
+class ClosedInTheCallback : public SecurityFunctions {
+protected:
+    void closeWith(const std::function<void()>& close) {
+        connect();
+        scanner.succeed(createCsrCode, {0x30});
+        ridgeDeviceContext* const used = context.get();
+        caller.duringCall = [this, used] {
+            gate.pass();
+            caller.calls.add("connected " + std::to_string(ridgeIsConnected(used)));
+        };
+        ASSERT_EQ(createCsr(subject, caller), 0) << lastError();
+        caller.calls.waitFor("csr [30]");
+        std::thread opener([this] {
+            while (scanner.openPorts() != 0) {
+                std::this_thread::yield();
+            }
+            gate.open();
+        });
+        close();
+        caller.calls.add("closed");
+        opener.join();
+        EXPECT_THAT(caller.calls.entries(), ElementsAre("csr [30]", "connected 0", "closed"));
+    }
+
+    Gate gate;
+};
+
+TEST_F(ClosedInTheCallback, Disconnect_WaitsForItsReturn) {
+    closeWith([this] { ridgeDisconnect(context.get()); });
+    EXPECT_EQ(context->device, nullptr);
+}
+
+TEST_F(ClosedInTheCallback, FreeContext_WaitsForItsReturn) {
+    closeWith([this] { context.reset(); });
+}
+
+TEST_F(SecurityFunctions, WhileTheScannerCreatesACsr_StopReturnsAndASecondStartFails) {
+    connect();
+    scanner.ignore(createCsrCode);
+    ASSERT_EQ(createCsr(subject, caller), 0) << lastError();
+    scanner.requests.waitFor("21 00 03 41 6E 6E 00 02 44 45 00 00 00 00 00 01 55 00 01 53");
+    ridgeStopCapture(context.get());
+    EXPECT_EQ(createCsr(subject, other), 6);
+    EXPECT_EQ(ridgeIsConnected(context.get()), 1);
+    EXPECT_THAT(caller.calls.entries(), IsEmpty());
+    scanner.answerNow(0x81, createCsrCode, {0x31});
+    caller.calls.waitFor("csr [31]");
+    waitForEnd();
+    EXPECT_THAT(other.calls.entries(), IsEmpty());
+}
+
+TEST_F(SecurityFunctions, NoLogLine_HoldsAKey) {
+    const LogRecorder log;
+    connect();
+    EXPECT_EQ(ridgeDeviceSecuritySetKey(context.get(), key.data()), 0) << lastError();
+    scanner.refuse(setKeyCode, 5, "no");
+    EXPECT_EQ(ridgeDeviceSecuritySetKey(context.get(), key.data()), 13);
+    scanner.failPort("unplugged");
+    EXPECT_EQ(ridgeDeviceSecuritySetKey(context.get(), key.data()), 5);
+    ASSERT_FALSE(log.lines().empty());
+    const std::string rawKey(key.begin(), key.end());
+    for (const LogLine& line : log.lines()) {
+        EXPECT_EQ(line.line.find(rawKey), std::string::npos) << line.line;
+        EXPECT_EQ(line.line.find(hexText(key)), std::string::npos) << line.line;
+        EXPECT_EQ(line.line.find("00:01:02:03"), std::string::npos) << line.line;
+    }
 }
 
 TEST_F(SecurityFunctions, ExceptionFromTheCallback_IsSurvived) {

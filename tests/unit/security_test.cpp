@@ -2,6 +2,7 @@
 
 #include "ridgedevice.h"
 
+#include "defaultcreatecsrlistener.h"
 #include "fakefactory.h"
 #include "gate.h"
 #include "logrecorder.h"
@@ -12,6 +13,7 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -29,9 +31,12 @@ using test::Journal;
 using test::LogRecorder;
 using test::RecordingListener;
 using test::throwsRidgeException;
-using testing::AnyOf;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::UnorderedElementsAre;
 
 constexpr const char* busyText = "Invalid state - command execution or capture is active!";
 
@@ -45,6 +50,9 @@ public:
 
     void onError(std::int32_t code, const std::string& message) override {
         journal.add("error " + std::to_string(code) + " " + message);
+        if (duringError) {
+            duringError();
+        }
     }
     void onCsrCreated(const std::vector<std::uint8_t>& request) override {
         journal.add("csr [" + hexText(request) + "]");
@@ -54,6 +62,7 @@ public:
     }
 
     std::function<void()> duringCsrCreated;
+    std::function<void()> duringError;
 
 private:
     Journal& journal;
@@ -99,6 +108,7 @@ protected:
             [&] { (void)device->getCertificate(); },
             [&] { device->setSettings(0, false); },
             [&] { device->startCapture(0, 0, 0, nullptr, captureListener); },
+            [&] { device->startHostAssistedCapture(0, 1, nullptr, captureListener); },
             [&] { device->startStream(nullptr, captureListener); },
             [&] {
                 device->createCsr(nameOf("Bob"), std::make_shared<RecordingCsrListener>(others));
@@ -241,6 +251,33 @@ TEST_F(SecurityTest, CreateCsr_OtherExceptions_AreStatus4) {
     EXPECT_THAT(log.messages('E'), ElementsAre("Create CSR error odd"));
 }
 
+struct Caller {
+    Journal calls;
+};
+
+TEST_F(SecurityTest, CreateCsr_EmptyRequest_IsReportedAs4WithTheTextThatHostsKnow) {
+    const LogRecorder log;
+    factory.script.csr = {};
+    Caller caller;
+    device->createCsr(nameOf("Ann"),
+                      std::make_shared<DefaultCreateCsrListener>(
+                          [](const std::uint8_t*, std::uint32_t, void* userContext) {
+                              static_cast<Caller*>(userContext)->calls.add("csr");
+                          },
+                          [](std::int32_t status, const char* message, void* userContext) {
+                              static_cast<Caller*>(userContext)
+                                  ->calls.add("error " + std::to_string(status) + " " + message);
+                          },
+                          &caller));
+    caller.calls.waitFor("error 4 invalid vector<T> subscript");
+    device.reset();
+    EXPECT_EQ(caller.calls.entries().size(), 1U);
+    EXPECT_THAT(log.messages('I'),
+                ElementsAre("Create CSR thread active", "Creating CSR", "CSR created - size 0",
+                            "Create CSR thread completed"));
+    EXPECT_THAT(log.messages('E'), ElementsAre("Create CSR error invalid vector<T> subscript"));
+}
+
 TEST_F(SecurityTest, CreateCsr_UnknownExceptions_AreStatus4) {
     const LogRecorder log;
     factory.script.during("createCsr", [] { throw 42; });
@@ -334,21 +371,39 @@ TEST_F(CsrInItsCallback, Destructor_WaitsForItsReturn) {
         gate.pass();
         csrCalls.add("callback returns");
     });
-    std::thread opener([this] { gate.open(); });
+    // The destructor is past the closing of the port when the callback returns.
+    std::thread opener([this] {
+        factory.journal.waitFor("destroy packet handler");
+        gate.open();
+    });
     device.reset();
     csrCalls.add("session destroyed");
     opener.join();
     waitForEnd();
-    EXPECT_THAT(csrCalls.entries(), ElementsAre("csr [30 82]", "callback returns",
-                                                AnyOf("session destroyed", "listener destroyed"),
-                                                AnyOf("session destroyed", "listener destroyed")));
+    const std::vector<std::string> calls = csrCalls.entries();
+    ASSERT_EQ(calls.size(), 4U);
+    EXPECT_EQ(calls[0], "csr [30 82]");
+    EXPECT_EQ(calls[1], "callback returns");
+    EXPECT_THAT((std::vector<std::string>{calls[2], calls[3]}),
+                UnorderedElementsAre("session destroyed", "listener destroyed"));
 }
 
 TEST_F(CsrInItsCallback, DestructorAfterAnError_WaitsForItsCallbackToo) {
     factory.script.during("createCsr", [] { throw RIDGE_EXCEPTION(9, "Timeout creating CSR."); });
-    startCsr();
+    auto listener = std::make_shared<RecordingCsrListener>(csrCalls);
+    listener->duringError = [this] {
+        gate.pass();
+        csrCalls.add("callback returns");
+    };
+    device->createCsr(nameOf("Ann"), std::move(listener));
     csrCalls.waitFor("error 9 Timeout creating CSR.");
+    std::thread opener([this] {
+        factory.journal.waitFor("destroy packet handler");
+        gate.open();
+    });
     device.reset();
+    EXPECT_EQ(csrCalls.entries()[1], "callback returns");
+    opener.join();
     waitForEnd();
 }
 
@@ -361,16 +416,24 @@ TEST_F(CsrInItsCallback, Close_OnTheWorkerItself_ReturnsAtOnce) {
     EXPECT_THAT(csrCalls.entries(), ElementsAre("csr [30 82]", "went on", "listener destroyed"));
 }
 
+void noteToStandardError(std::int32_t, const char* line, void*) {
+    std::fprintf(stderr, "%s\n", line);
+}
+
 using SecurityDeathTest = SecurityTest;
 
-TEST_F(SecurityDeathTest, SessionThatGoesWhileACsrIsCreated_EndsTheProcess) {
+TEST_F(SecurityDeathTest, SessionThatGoesWhileACsrIsCreated_EndsTheProcessBeforeItsPortCloses) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
         {
+            factory.duringDestroyPacketHandler = [] { std::fprintf(stderr, "port closed\n"); };
             startHeldCsr();
+            const LogRecorder removesItsLogger;
+            ASSERT_EQ(ridgeSetLogger('E', noteToStandardError, nullptr), 0);
             device.reset();
         },
-        "");
+        AllOf(HasSubstr("Session released while a CSR is being created"),
+              Not(HasSubstr("port closed"))));
 }
 
 } // namespace

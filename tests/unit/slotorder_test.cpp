@@ -3,6 +3,7 @@
 #if !defined(_MSC_VER) // whose pointers to members tell nothing about slots
 
 #include "capturelistener.h"
+#include "createcsrlistener.h"
 #include "datalinkhandler.h"
 #include "factory.h"
 #include "logger.h"
@@ -52,6 +53,12 @@ TEST(SlotOrder, RidgeCommands_HasItsFixedOrder) {
     EXPECT_EQ(slot(&RidgeCommands::setSettings), 16U);
     EXPECT_EQ(slot(&RidgeCommands::startStream), 17U);
     EXPECT_EQ(slot(&RidgeCommands::getStreamData), 18U);
+}
+
+TEST(SlotOrder, CreateCsrListener_HasItsFixedOrder) {
+    static_assert(std::has_virtual_destructor_v<CreateCsrListener>);
+    EXPECT_EQ(slot(&CreateCsrListener::onError), 2U);
+    EXPECT_EQ(slot(&CreateCsrListener::onCsrCreated), 3U);
 }
 
 TEST(SlotOrder, PacketHandler_HasItsFixedOrder) {

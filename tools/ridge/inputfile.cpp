@@ -2,6 +2,7 @@
 
 #include "commanderror.h"
 #include "utf8path.h"
+#include "wipe.h"
 
 #include <fstream>
 
@@ -17,7 +18,10 @@ std::string wantedSize(const InputKind& kind) {
 } // namespace
 
 std::vector<std::uint8_t> readInput(const std::filesystem::path& file, const InputKind& kind) {
-    std::ifstream stream(file, std::ios::binary);
+    std::ifstream stream;
+    // No copy of what may be a key in a buffer.
+    stream.rdbuf()->pubsetbuf(nullptr, 0);
+    stream.open(file, std::ios::binary);
     if (!stream || std::filesystem::is_directory(file)) {
         throw UsageError(utf8FromPath(file) + ": cannot be read");
     }
@@ -27,15 +31,21 @@ std::vector<std::uint8_t> readInput(const std::filesystem::path& file, const Inp
 std::vector<std::uint8_t> readInput(std::istream& stream, const std::string& name,
                                     const InputKind& kind) {
     // One byte more than wanted tells a longer input apart.
-    std::vector<char> content(kind.most + 1);
-    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
+    std::vector<std::uint8_t> content(kind.most + 1);
+    stream.read(reinterpret_cast<char*>(content.data()),
+                static_cast<std::streamsize>(content.size()));
+    if (stream.bad()) {
+        wipe(content);
+        throw UsageError(name + ": cannot be read");
+    }
     const auto size = static_cast<std::size_t>(stream.gcount());
     if (size < kind.least || size > kind.most) {
+        wipe(content);
         throw UsageError(name + ": a " + kind.name + " has " + wantedSize(kind) +
-                         " bytes, this file has " +
-                         (size > kind.most ? "more" : std::to_string(size)));
+                         " bytes, here are " + (size > kind.most ? "more" : std::to_string(size)));
     }
-    return {content.begin(), content.begin() + static_cast<std::ptrdiff_t>(size)};
+    content.resize(size);
+    return content;
 }
 
 std::vector<std::uint8_t> readBlock(const std::optional<std::filesystem::path>& file) {

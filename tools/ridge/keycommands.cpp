@@ -2,6 +2,7 @@
 #include "connecting.h"
 #include "inputfile.h"
 #include "utf8path.h"
+#include "wipe.h"
 
 #include <algorithm>
 
@@ -11,9 +12,9 @@ namespace {
 ScannerSession::Key readKey(const std::string& file, const CommandContext& context) {
     ScannerSession::Key key{};
     const InputKind kind{"device key", key.size(), key.size()};
-    const std::vector<std::uint8_t> bytes = file == "-"
-                                                ? readInput(context.input, "standard input", kind)
-                                                : readInput(pathFromUtf8(file), kind);
+    std::vector<std::uint8_t> bytes = file == "-" ? readInput(context.input, "standard input", kind)
+                                                  : readInput(pathFromUtf8(file), kind);
+    const WipedAtEnd wiped(bytes);
     std::copy(bytes.begin(), bytes.end(), key.begin());
     return key;
 }
@@ -22,7 +23,8 @@ ScannerSession::Key readKey(const std::string& file, const CommandContext& conte
 
 CommandResult runKeySet(const KeySetOptions& options, const ChosenScanner& scanner,
                         const CommandContext& context) {
-    const ScannerSession::Key key = readKey(options.file, context);
+    ScannerSession::Key key = readKey(options.file, context);
+    const WipedAtEnd wiped(key);
     connectTo(scanner, context).setKey(key);
     CommandResult result;
     result.text = "the device key is set\n";
