@@ -1,4 +1,5 @@
 #include "deviceidentifier.h"
+#include "require.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -8,11 +9,7 @@
 
 namespace {
 
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
+using ridge::test::require;
 
 void checkSerialNumber(std::string_view identifier) {
     const std::string serialNumber = ridge::serialNumberIn(identifier);

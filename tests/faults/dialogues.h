@@ -1,0 +1,40 @@
+#pragma once
+
+#include "faultyline.h"
+#include "host.h"
+
+#include <cstdint>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace ridge::test {
+
+/// What a host learned from a dialogue with its scanner.
+struct Outcome {
+    /// The first call that failed, or what the worker reported; success with an empty text.
+    ReceivedFailure failure;
+    /// What was received: texts of the scanner, image bytes, and so on.
+    std::vector<std::string> received;
+
+    bool operator==(const Outcome&) const = default;
+};
+
+void PrintTo(const Outcome& outcome, std::ostream* stream);
+
+/// One thing that a host does with a scanner, from the connect on.
+struct Dialogue {
+    std::string name;
+    std::function<Outcome(Host&, const std::string& port)> run;
+};
+
+void PrintTo(const Dialogue& dialogue, std::ostream* stream);
+
+/// Every command of the library is in one of them.
+std::vector<Dialogue> allDialogues();
+
+/// A scanner with a small picture that answers everything.
+simulator::ScannerConfig smallScanner();
+
+} // namespace ridge::test

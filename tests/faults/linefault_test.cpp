@@ -1,0 +1,128 @@
+// Each dialogue with one thing going wrong at each byte of the line.
+
+#include "dialogues.h"
+#include "specifiedfailures.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ridge::test {
+namespace {
+
+class EachDialogue : public testing::TestWithParam<Dialogue> {
+protected:
+    static void TearDownTestSuite() {
+        std::cout << dialoguesRun << " dialogues were run" << std::endl;
+    }
+
+    /// The dialogue on a line on which this goes wrong; null when the line ends before that place.
+    struct Run {
+        Outcome outcome;
+        bool faultHappened = false;
+    };
+
+    Run runWith(std::optional<LineFault> fault, std::size_t pieceSize = 0) {
+        FaultyLine line("faulty", smallScanner(), fault, pieceSize);
+        Host host;
+        Run run;
+        ++dialoguesRun;
+        run.outcome = GetParam().run(host, "faulty");
+        run.faultHappened = line.faultHappened();
+        expectFreshConnectToWork(host);
+        return run;
+    }
+
+    /// Whatever went wrong, the context can be used again.
+    static void expectFreshConnectToWork(Host& host) {
+        ridgeDisconnect(host.context());
+        FaultyLine line("fresh", smallScanner());
+        EXPECT_EQ(host.connect("fresh"), RIDGE_SUCCESS) << host.lastError();
+    }
+
+    inline static int dialoguesRun = 0;
+
+    Outcome undisturbed() { return runWith(std::nullopt).outcome; }
+
+    /// Lets the fault strike each byte in turn until the dialogue ends before it. What arrives must
+    /// be what arrives undisturbed, or a beginning of it and a failure that has its own words.
+    template <typename Check>
+    std::size_t strikeEachByte(LineFault fault, const Check& check) {
+        for (fault.offset = 0;; ++fault.offset) {
+            SCOPED_TRACE("lane " + std::to_string(static_cast<int>(fault.lane)) + ", byte " +
+                         std::to_string(fault.offset) + ", bit " + std::to_string(fault.bit));
+            const Run run = runWith(fault);
+            if (!run.faultHappened) {
+                return fault.offset;
+            }
+            check(run.outcome);
+        }
+    }
+};
+
+bool isBeginningOf(const std::vector<std::string>& part, const std::vector<std::string>& whole) {
+    return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
+}
+
+TEST_P(EachDialogue, Undisturbed_Succeeds) {
+    const Outcome outcome = undisturbed();
+    EXPECT_EQ(outcome.failure, (ReceivedFailure{RIDGE_SUCCESS, ""}));
+    EXPECT_FALSE(outcome.received.empty());
+}
+
+TEST_P(EachDialogue, InPiecesOfAnySize_IsTheSame) {
+    const Outcome expected = undisturbed();
+    constexpr std::size_t largest = 130;
+    for (std::size_t piece = 1; piece <= largest; ++piece) {
+        EXPECT_EQ(runWith(std::nullopt, piece).outcome, expected) << piece;
+    }
+}
+
+TEST_P(EachDialogue, UnpluggedAtAnyByte_EndsWithAFailureOfThePortOrATimeout) {
+    const Outcome expected = undisturbed();
+    for (const Lane lane : {Lane::toScanner, Lane::toHost}) {
+        strikeEachByte({FaultKind::unplug, lane}, [&](const Outcome& outcome) {
+            EXPECT_TRUE(isBeginningOf(outcome.received, expected.received));
+            EXPECT_TRUE(outcome == expected || isPortFailureOrTimeout(outcome.failure))
+                << testing::PrintToString(outcome);
+        });
+    }
+}
+
+TEST_P(EachDialogue, AnyByteDroppedOrDoubled_DeliversNothingWrong) {
+    const Outcome expected = undisturbed();
+    for (const Lane lane : {Lane::toScanner, Lane::toHost}) {
+        for (const FaultKind kind : {FaultKind::drop, FaultKind::doubled}) {
+            strikeEachByte({kind, lane}, [&](const Outcome& outcome) {
+                EXPECT_TRUE(isBeginningOf(outcome.received, expected.received));
+                EXPECT_TRUE(outcome == expected || isSpecifiedFailure(outcome.failure))
+                    << testing::PrintToString(outcome);
+            });
+        }
+    }
+}
+
+TEST_P(EachDialogue, AnyBitFlipped_DeliversNothingWrong) {
+    const Outcome expected = undisturbed();
+    for (const Lane lane : {Lane::toScanner, Lane::toHost}) {
+        for (unsigned bit = 0; bit < 8; ++bit) {
+            strikeEachByte({FaultKind::flip, lane, 0, bit}, [&](const Outcome& outcome) {
+                EXPECT_TRUE(isBeginningOf(outcome.received, expected.received));
+                EXPECT_TRUE(outcome == expected || isSpecifiedFailure(outcome.failure))
+                    << testing::PrintToString(outcome);
+            });
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Line, EachDialogue, testing::ValuesIn(allDialogues()),
+                         [](const testing::TestParamInfo<Dialogue>& info) {
+                             return info.param.name;
+                         });
+
+} // namespace
+} // namespace ridge::test
