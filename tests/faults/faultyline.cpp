@@ -1,6 +1,7 @@
 #include "faultyline.h"
 
 #include "ridgeexception.h"
+#include "scannerturn.h"
 
 #include <algorithm>
 #include <utility>
@@ -24,29 +25,15 @@ void FaultyLine::onHostWrite(const Bytes& bytes) {
     if (dead) {
         throwWriteFailure();
     }
-    scannerTakes(carry(Lane::toScanner, bytes));
+    const Bytes output = scannerTurn(model, now, carry(Lane::toScanner, bytes));
+    if (!dead) {
+        send(carry(Lane::toHost, output));
+    }
     if (dead) {
         line.postFailure("unplugged");
     }
     if (dead && fault->lane == Lane::toScanner) {
         throwWriteFailure();
-    }
-}
-
-void FaultyLine::scannerTakes(const Bytes& bytes) {
-    model.receive(bytes, now);
-    Bytes output = model.takeOutput();
-    while (output.empty()) {
-        const std::optional<simulator::Time> deadline = model.nextDeadline();
-        if (!deadline) {
-            return;
-        }
-        now = std::max(now, *deadline);
-        model.advance(now);
-        output = model.takeOutput();
-    }
-    if (!dead) {
-        send(carry(Lane::toHost, output));
     }
 }
 

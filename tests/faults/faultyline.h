@@ -46,7 +46,6 @@ private:
     void onHostWrite(const Bytes& bytes);
     Bytes carry(Lane lane, const Bytes& bytes);
     void send(const Bytes& bytes);
-    void scannerTakes(const Bytes& bytes);
 
     simulator::ScannerModel model;
     simulator::Time now{0};

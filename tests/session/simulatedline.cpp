@@ -1,7 +1,7 @@
 #include "simulatedline.h"
 
-#include <algorithm>
-#include <optional>
+#include "scannerturn.h"
+
 #include <utility>
 
 namespace ridge::test {
@@ -12,18 +12,10 @@ SimulatedLine::SimulatedLine(const std::string& portName, simulator::ScannerConf
 }
 
 void SimulatedLine::onHostWrite(const Bytes& bytes) {
-    model.receive(bytes, now);
-    Bytes output = model.takeOutput();
-    while (output.empty()) {
-        const std::optional<simulator::Time> deadline = model.nextDeadline();
-        if (!deadline) {
-            return;
-        }
-        now = std::max(now, *deadline);
-        model.advance(now);
-        output = model.takeOutput();
+    Bytes output = scannerTurn(model, now, bytes);
+    if (!output.empty()) {
+        memoryLine.deliver(std::move(output));
     }
-    memoryLine.deliver(std::move(output));
 }
 
 } // namespace ridge::test
