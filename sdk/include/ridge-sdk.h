@@ -660,8 +660,8 @@ RIDGE_API int32_t ridgeDeviceSecurityClearKey(ridgeDeviceContext* context);
  *
  * @param context      a connected context
  * @param certificate  gets a buffer with the certificate, to be released with
- *                     ridgeDeviceSecurityCertFree() and nothing else; NULL when the scanner has
- * none
+ *                     ridgeDeviceSecurityCertFree() and nothing else; NULL when the scanner
+ *                     has none
  * @param size         gets the size in bytes; 0 when the scanner has none
  * @return #RIDGE_NULL_ARGUMENT  context, certificate or size is NULL (no text)
  * @return the other codes of ridgeDeviceSecuritySetKey(), #RIDGE_MALFORMED_DATA excepted; the
@@ -711,7 +711,7 @@ RIDGE_API int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context);
 /**
  * Lets the scanner create a certificate signing request, and returns. One of the two callbacks is
  * called once, on the worker thread: csrCallback with the finished request, or csrErrorCallback
- * with the failure. If csrCallback gets nothing for 10 seconds the failure is #RIDGE_NO_RESPONSE
+ * with the failure. A scanner that does not answer within 10 seconds is #RIDGE_NO_RESPONSE
  * ("Timeout creating CSR.").
  *
  * Until then every other operation that needs the scanner is refused with #RIDGE_PROTOCOL_ERROR,
@@ -733,8 +733,10 @@ RIDGE_API int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context);
  * @return #RIDGE_INVALID_ARGUMENT   the subject is not as it must be: "common name must be
  *                                   specified.", "Value for locality name is not a valid UTF-8
  *                                   string.", "Value for common name has invalid length 65.
- * Expected between 1 and 64 characters.", "Invalid country name value.". Looked at in this order:
- * common name, locality, organization, organizational unit, state or province, country.
+ *                                   Expected between 1 and 64 characters.", "Invalid country
+ *                                   name value.". Looked at in this order: common name,
+ *                                   locality, organization, organizational unit, state or
+ *                                   province, country.
  * @return #RIDGE_NOT_CONNECTED, #RIDGE_PROTOCOL_ERROR, #RIDGE_SERIAL_PORT_ERROR as
  *         ridgeDeviceSecuritySetKey()
  * @return #RIDGE_UNEXPECTED_FAILURE the worker cannot be started

@@ -1,5 +1,7 @@
 # Looks at the DLL as it is shipped. Variables: DLL, DEF, OBJDUMP, VERSION.
 
+include(${CMAKE_CURRENT_LIST_DIR}/definitionfile.cmake)
+
 execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
 set(checks 0)
 
@@ -21,13 +23,7 @@ foreach(line IN LISTS lines)
 endforeach()
 list(SORT exported)
 
-file(STRINGS ${DEF} def_lines REGEX "^    ")
-set(defined)
-foreach(line IN LISTS def_lines)
-  string(STRIP "${line}" name)
-  list(APPEND defined "${name}")
-endforeach()
-list(SORT defined)
+read_definition_file(${DEF} defined)
 
 list(LENGTH exported export_count)
 if(export_count EQUAL 0)

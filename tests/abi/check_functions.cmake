@@ -1,13 +1,9 @@
 # The library has 26 functions. The header, the definition file and the list of functions name the
 # same ones. Variables: HEADER, DEF, DOCUMENT.
 
-file(STRINGS ${DEF} def_lines REGEX "^    ")
-set(defined)
-foreach(line IN LISTS def_lines)
-  string(STRIP "${line}" name)
-  list(APPEND defined "${name}")
-endforeach()
-list(SORT defined)
+include(${CMAKE_CURRENT_LIST_DIR}/definitionfile.cmake)
+
+read_definition_file(${DEF} defined)
 
 file(READ ${HEADER} header)
 string(REGEX MATCHALL "RIDGE_API [^(;]*(ridge[A-Za-z]+)\\(" declarations "${header}")

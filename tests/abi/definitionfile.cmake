@@ -1,0 +1,11 @@
+# Gives the names that a module definition file exports, in alphabetical order.
+function(read_definition_file file result)
+  file(STRINGS ${file} lines REGEX "^    ")
+  set(names)
+  foreach(line IN LISTS lines)
+    string(STRIP "${line}" name)
+    list(APPEND names "${name}")
+  endforeach()
+  list(SORT names)
+  set(${result} "${names}" PARENT_SCOPE)
+endfunction()
