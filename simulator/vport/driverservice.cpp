@@ -94,8 +94,24 @@ void awaitRunning(SC_HANDLE service) {
     throw std::runtime_error("the virtual port driver does not start");
 }
 
-// While the system starts its own services, as in a prefix that is just being used for the first
-// time, the manager refuses to start others.
+// The manager may still be starting, as in a prefix that is just being used for the first time.
+ServiceHandle openManager() {
+    const auto deadline = std::chrono::steady_clock::now() + startLimit;
+    while (true) {
+        ServiceHandle manager(
+            OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
+        if (manager) {
+            return manager;
+        }
+        if (GetLastError() != RPC_S_SERVER_UNAVAILABLE ||
+            std::chrono::steady_clock::now() >= deadline) {
+            throwSystemFailure("cannot open the service manager");
+        }
+        std::this_thread::sleep_for(pollInterval);
+    }
+}
+
+// While the manager starts the system's own services it refuses to start others.
 void requestStart(SC_HANDLE service, const std::filesystem::path& driverFile) {
     const auto deadline = std::chrono::steady_clock::now() + startLimit;
     while (StartServiceW(service, 0, nullptr) == 0) {
@@ -116,11 +132,7 @@ void startService(const std::filesystem::path& driverFile) {
     if (!std::filesystem::exists(driverFile)) {
         throw std::runtime_error("there is no virtual port driver at " + driverFile.string());
     }
-    const ServiceHandle manager(
-        OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
-    if (!manager) {
-        throwSystemFailure("cannot open the service manager");
-    }
+    const ServiceHandle manager = openManager();
     const ServiceHandle service = openOrCreateService(manager.get(), driverFile);
     requestStart(service.get(), driverFile);
     awaitRunning(service.get());

@@ -1,7 +1,9 @@
 #include "porttest.h"
 
+#include <atomic>
 #include <future>
 #include <random>
+#include <vector>
 
 namespace ridge::simulator::tests {
 
@@ -37,6 +39,51 @@ Bytes readInRandomChunks(const PortEnd& end, std::size_t size, unsigned seed) {
         }
     }
     return bytes;
+}
+
+// Sends single bytes to and fro; both ends wait for events most of the time. Returns how many of
+// these waits failed.
+int failedWaitsOfAConversation(int rounds) {
+    const std::unique_ptr<VirtualPort> port = createFreePort();
+    const PortEnd host(port->hostName());
+    const PortEnd line(port->lineName());
+    std::future<int> answering = std::async(std::launch::async, [&line, rounds] {
+        int failures = 0;
+        for (int round = 0; round < rounds; ++round) {
+            failures += line.startWait()->wait().error == ERROR_SUCCESS ? 0 : 1;
+            line.readAvailable();
+            line.write({2});
+        }
+        return failures;
+    });
+    int failures = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const OperationPointer wait = host.startWait();
+        host.write({1});
+        failures += wait->wait().error == ERROR_SUCCESS ? 0 : 1;
+        host.readAvailable();
+    }
+    return failures + answering.get();
+}
+
+// Cancels waits just when bytes arrive that complete them.
+void cancelWaitsWhile(const std::atomic<bool>& talking) {
+    const std::unique_ptr<VirtualPort> port = createFreePort();
+    const PortEnd host(port->hostName());
+    const PortEnd line(port->lineName());
+    std::future<void> writing = std::async(std::launch::async, [&] {
+        while (talking) {
+            line.write({3});
+        }
+    });
+    while (talking) {
+        const OperationPointer wait = host.startWait();
+        // Often there is nothing left to cancel.
+        CancelIoEx(host.handle(), &wait->overlapped);
+        wait->wait();
+        host.readAvailable();
+    }
+    writing.get();
 }
 
 } // namespace
@@ -233,6 +280,28 @@ TEST_F(Transfer, ClosingTheReader_CompletesAPendingWrite) {
         EXPECT_TRUE(write->pended());
     }
     EXPECT_EQ(write->wait().count, bytes.size());
+}
+
+// A cancellation that is under way when its request completes must not meet another one.
+TEST(Cancellation, ThatComesTooLate_EndsNoOtherRequest) {
+    constexpr int rounds = 500;
+    constexpr int portsOfEachKind = 3;
+    std::atomic<bool> talking = true;
+    std::vector<std::future<void>> cancelling;
+    std::vector<std::future<int>> conversations;
+    for (int index = 0; index < portsOfEachKind; ++index) {
+        cancelling.push_back(
+            std::async(std::launch::async, [&talking] { cancelWaitsWhile(talking); }));
+        conversations.push_back(
+            std::async(std::launch::async, [] { return failedWaitsOfAConversation(rounds); }));
+    }
+    for (std::future<int>& conversation : conversations) {
+        EXPECT_EQ(conversation.get(), 0);
+    }
+    talking = false;
+    for (std::future<void>& canceller : cancelling) {
+        canceller.get();
+    }
 }
 
 TEST_F(Transfer, FlushBehindAPendingWrite_CompletesOnceItHasGone) {

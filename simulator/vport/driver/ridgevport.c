@@ -16,6 +16,10 @@
 
 #define POOL_TAG 0x67646952u
 #define NAME_CAPACITY 64u
+// Wine gives a request for a device of this stack size eight locations, of which this driver uses
+// two.
+#define STACK_SIZE 2
+#define ENDED_CAPACITY 512u
 
 typedef struct Fifo {
     UCHAR* bytes;
@@ -65,6 +69,9 @@ static KMUTEX portsMutex;
 static KSPIN_LOCK lock;
 static LIST_ENTRY watchers; // pending RIDGE_VPORT_AWAIT_STATE requests
 static Port* ports[RIDGE_VPORT_LAST + 1];
+static KSPIN_LOCK endedLock; // guards the two below
+static IRP* ended[ENDED_CAPACITY];
+static ULONG nextEnded;
 
 // --- Pending requests
 // -----------------------------------------------------------------------------
@@ -119,11 +126,57 @@ static void NTAPI cancelPending(DEVICE_OBJECT* device, IRP* irp) {
     completeAll(&done);
 }
 
+// --- Requests that have ended
+// -------------------------------------------------------------------------
+//
+// Wine names a request that it cancels by its address, and the cancellation may still be on its
+// way to the driver when the request ends: it would then meet whichever request is next at that
+// address. So a request that was pending is freed only when many later ones have ended.
+
+static NTSTATUS NTAPI keepEnded(DEVICE_OBJECT* device, IRP* irp, void* context) {
+    IRP* oldest;
+    KIRQL irql;
+
+    UNREFERENCED_PARAMETER(device);
+    UNREFERENCED_PARAMETER(context);
+    KeAcquireSpinLock(&endedLock, &irql);
+    oldest = ended[nextEnded];
+    ended[nextEnded] = irp;
+    nextEnded = (nextEnded + 1) % ENDED_CAPACITY;
+    KeReleaseSpinLock(&endedLock, irql);
+    if (oldest != NULL) {
+        IoCompleteRequest(oldest, IO_NO_INCREMENT);
+    }
+    return STATUS_MORE_PROCESSING_REQUIRED;
+}
+
+// Has the request kept after Wine's own completion routine has reported its result: with one more
+// stack location above the caller's, for which every request has room (STACK_SIZE).
+static void keepWhenEnded(IRP* irp) {
+    IO_STACK_LOCATION* last = IoGetCurrentIrpStackLocation(irp) + 1;
+
+    ++irp->StackCount;
+    last->CompletionRoutine = keepEnded;
+    last->Control = SL_INVOKE_ON_SUCCESS | SL_INVOKE_ON_ERROR | SL_INVOKE_ON_CANCEL;
+}
+
+static void freeEnded(void) {
+    ULONG index;
+
+    for (index = 0; index < ENDED_CAPACITY; ++index) {
+        if (ended[index] != NULL) {
+            IoCompleteRequest(ended[index], IO_NO_INCREMENT);
+            ended[index] = NULL;
+        }
+    }
+}
+
 static NTSTATUS queuePending(IRP* irp, LIST_ENTRY* queue) {
     (void)IoSetCancelRoutine(irp, cancelPending);
     if (irp->Cancel && IoSetCancelRoutine(irp, NULL) != NULL) {
         return STATUS_CANCELLED;
     }
+    keepWhenEnded(irp);
     IoMarkIrpPending(irp);
     InsertTailList(queue, &irp->Tail.Overlay.ListEntry);
     return STATUS_PENDING;
@@ -755,6 +808,7 @@ static NTSTATUS createEndDevice(End* end, const WCHAR* prefix) {
                             FALSE, &end->device);
     if (NT_SUCCESS(status)) {
         ((Extension*)end->device->DeviceExtension)->end = end;
+        end->device->StackSize = STACK_SIZE;
         end->device->Flags |= DO_BUFFERED_IO;
         end->device->Flags &= ~(ULONG)DO_DEVICE_INITIALIZING;
     }
@@ -1209,6 +1263,7 @@ static void NTAPI unload(DRIVER_OBJECT* object) {
             deletePortObject(port);
         }
     }
+    freeEnded();
     // Only the control device is left.
     IoDeleteDevice(object->DeviceObject);
 }
@@ -1225,6 +1280,7 @@ NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* object, UNICODE_STRING* registryPath) 
     driver = object;
     KeInitializeMutex(&portsMutex, 0);
     KeInitializeSpinLock(&lock);
+    KeInitializeSpinLock(&endedLock);
     InitializeListHead(&watchers);
 
     object->DriverUnload = unload;
@@ -1242,6 +1298,7 @@ NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* object, UNICODE_STRING* registryPath) 
         return status;
     }
     ((Extension*)device->DeviceExtension)->end = NULL;
+    device->StackSize = STACK_SIZE;
     status = IoCreateSymbolicLink(&link, &name);
     if (!NT_SUCCESS(status)) {
         IoDeleteDevice(device);
