@@ -1,0 +1,130 @@
+// A host that connects, captures and disconnects again and again: enduring-host PORT ROUNDS
+// Prints what it holds after the first ten rounds and after the last.
+
+#include "ridge-sdk.h"
+
+#include <cstdint>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include <tlhelp32.h>
+
+namespace {
+
+constexpr int roundsToWarmUp = 10;
+constexpr ridgeCaptureParameters anyFinger{0, 10000, 1};
+
+/// The system's own count of handles is not to be had everywhere.
+std::uint32_t countHandles() {
+    constexpr std::uintptr_t step = 4;
+    constexpr std::uintptr_t beyondAll = 0x4000;
+    std::uint32_t count = 0;
+    for (std::uintptr_t value = step; value < beyondAll; value += step) {
+        DWORD flags = 0;
+        count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0 ? 1U : 0U;
+    }
+    return count;
+}
+
+std::uint32_t countThreads() {
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    if (snapshot == INVALID_HANDLE_VALUE) {
+        throw std::runtime_error("the threads cannot be counted");
+    }
+    std::uint32_t count = 0;
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL found = Thread32First(snapshot, &entry); found != 0;
+         found = Thread32Next(snapshot, &entry)) {
+        count += entry.th32OwnerProcessID == GetCurrentProcessId() ? 1U : 0U;
+    }
+    CloseHandle(snapshot);
+    return count;
+}
+
+std::uint32_t countHeapBlocks() {
+    constexpr DWORD mostHeaps = 64;
+    std::vector<HANDLE> heaps(mostHeaps);
+    heaps.resize(GetProcessHeaps(mostHeaps, heaps.data()));
+    std::uint32_t count = 0;
+    for (const HANDLE heap : heaps) {
+        PROCESS_HEAP_ENTRY entry{};
+        HeapLock(heap);
+        while (HeapWalk(heap, &entry) != 0) {
+            count += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1U : 0U;
+        }
+        HeapUnlock(heap);
+    }
+    return count;
+}
+
+/// A thread whose work is done may still be on its way out.
+void awaitThreadsOfTheLibrary() {
+    while (countThreads() > 1) {
+        SwitchToThread();
+    }
+}
+
+struct Hearing {
+    HANDLE done = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    bool failed = false;
+};
+
+void onError(std::int32_t status, const char* message, void* userContext) {
+    std::cout << status << " " << message << std::endl;
+    auto& hearing = *static_cast<Hearing*>(userContext);
+    hearing.failed = true;
+    SetEvent(hearing.done);
+}
+
+void onCapture(const ridgeCaptureResult*, void* userContext) {
+    SetEvent(static_cast<Hearing*>(userContext)->done);
+}
+
+void captureOnce(const std::string& port, Hearing& hearing) {
+    const ridgeCaptureCallbacks callbacks{onError, onCapture, nullptr};
+    ridgeDeviceContext* const context = ridgeCreateDeviceContext();
+    if (ridgeConnectCOM(port.c_str(), context) != RIDGE_SUCCESS ||
+        ridgeStartCapture(context, &anyFinger, nullptr, &callbacks, &hearing) != RIDGE_SUCCESS) {
+        throw std::runtime_error(ridgeGetLastErrorDescription(context));
+    }
+    WaitForSingleObject(hearing.done, INFINITE);
+    ridgeDisconnect(context);
+    ridgeFreeDeviceContext(context);
+    if (hearing.failed) {
+        throw std::runtime_error("the capture failed");
+    }
+}
+
+void report(int round) {
+    awaitThreadsOfTheLibrary();
+    std::cout << round << ": " << countHandles() << " handles, " << countThreads() << " threads, "
+              << countHeapBlocks() << " blocks" << std::endl;
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    try {
+        if (argumentCount != 3) {
+            throw std::runtime_error("enduring-host PORT ROUNDS");
+        }
+        const int rounds = std::stoi(arguments[2]);
+        Hearing hearing;
+        for (int round = 1; round <= rounds; ++round) {
+            captureOnce(arguments[1], hearing);
+            if (round == roundsToWarmUp || round == rounds) {
+                report(round);
+            }
+        }
+        return 0;
+    } catch (const std::exception& failure) {
+        std::cout << failure.what() << std::endl;
+        return 2;
+    }
+}
