@@ -13,15 +13,21 @@
 namespace ridge {
 namespace {
 
-/// Without memory for the text, that is the failure instead: status 4, and as much of its text as
-/// fits.
+/// The text of a failure that has no memory for its own: as much as fits into a string object.
+std::string shortText(const std::exception& failure) {
+    std::string text;
+    text.assign(failure.what(), std::min(std::strlen(failure.what()), text.capacity()));
+    return text;
+}
+
+/// Without memory for the text, that is the failure instead: status 4.
 void reportFailure(BaseListener& listener, std::int32_t code, const char* what) {
     std::string text;
     try {
         text = what;
     } catch (const std::exception& failure) {
         code = status::unexpected;
-        text.assign(failure.what(), std::min(std::strlen(failure.what()), text.capacity()));
+        text = shortText(failure);
     }
     listener.onError(code, text);
 }
@@ -117,7 +123,12 @@ std::string RidgeDevice::getSerialError() const {
 void RidgeDevice::onSerialPortError(const std::string& text) {
     RIDGE_LOG(logError, "Serial port error detected. %s", text.c_str());
     const std::lock_guard lock(errorMutex);
-    serialError = text;
+    try {
+        serialError = text;
+    } catch (const std::exception& failure) {
+        // That the port has failed must be known, whatever is known of why.
+        serialError = shortText(failure);
+    }
 }
 
 void RidgeDevice::setSettings(std::uint8_t rotation, bool option) {

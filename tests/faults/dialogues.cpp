@@ -1,9 +1,14 @@
 #include "dialogues.h"
 
+#include "attacheddevices.h"
+#include "codescope.h"
+#include "scanneridentifiers.h"
+
 #include <algorithm>
 #include <array>
 #include <condition_variable>
 #include <mutex>
+#include <new>
 #include <numeric>
 #include <set>
 
@@ -33,16 +38,25 @@ const std::set<std::string>& previews() {
     return images;
 }
 
+enum class Ending { stop, disconnect };
+
 /// Collects the outcome of one call after the other until one fails.
 class Talk {
 public:
+    explicit Talk(Host& talkingHost) : host(talkingHost) {}
     Talk(Host& talkingHost, const std::string& port) : host(talkingHost) {
-        check(host.connect(port));
+        call([&] { return host.connect(port); });
         readInformation();
     }
 
-    void check(std::int32_t status) {
-        if (status != RIDGE_SUCCESS && goesOn()) {
+    /// Makes a call into the library unless an earlier one has failed.
+    template <typename Call>
+    void call(const Call& exported) {
+        if (!goesOn()) {
+            return;
+        }
+        const std::int32_t status = inLibrary(exported);
+        if (status != RIDGE_SUCCESS) {
             outcome.failure = {status, host.lastError()};
         }
     }
@@ -51,9 +65,9 @@ public:
 
     void readInformation() {
         ridgeDeviceInfo info{};
-        if (goesOn()) {
-            check(ridgeGetInfo(host.context(), &info));
-        }
+        ridgeDeviceSettings settings{};
+        call([&] { return ridgeGetInfo(host.context(), &info); });
+        call([&] { return ridgeSettingsGet(host.context(), &settings); });
         if (goesOn()) {
             for (const char* text : {info.text1, info.text2, info.text3, info.text4, info.text5,
                                      info.text6, info.text7}) {
@@ -61,16 +75,22 @@ public:
             }
             outcome.received.push_back(std::to_string(info.value1) + "x" +
                                        std::to_string(info.value2));
+            outcome.received.push_back(std::to_string(settings.rotation) + " " +
+                                       std::to_string(settings.option));
         }
     }
 
     /// Waits until the operation has delivered so many images or has failed, and ends it.
-    void awaitImages(std::size_t count) {
+    void awaitImages(std::size_t count, Ending ending = Ending::stop) {
         if (!goesOn()) {
             return;
         }
         host.waitForImagesOrFailure(count);
-        ridgeStopCapture(host.context());
+        if (ending == Ending::stop) {
+            host.stopCapture();
+        } else {
+            host.disconnect();
+        }
         for (std::size_t index = 0; index < std::min(count, host.images().size()); ++index) {
             const std::string image = textOf(host.images()[index].image);
             outcome.received.push_back(previews().count(image) != 0 ? "a preview" : image);
@@ -91,9 +111,7 @@ Outcome connect(Host& host, const std::string& port) {
 Outcome writeSettings(Host& host, const std::string& port) {
     Talk talk(host, port);
     const ridgeDeviceSettings settings{2, 1};
-    if (talk.goesOn()) {
-        talk.check(ridgeSettingsSet(host.context(), &settings));
-    }
+    talk.call([&] { return ridgeSettingsSet(host.context(), &settings); });
     return talk.outcome;
 }
 
@@ -101,34 +119,26 @@ Outcome manageKey(Host& host, const std::string& port) {
     Talk talk(host, port);
     std::array<std::uint8_t, 32> key{};
     std::iota(key.begin(), key.end(), std::uint8_t{0x60});
-    if (talk.goesOn()) {
-        talk.check(ridgeDeviceSecuritySetKey(host.context(), key.data()));
-        talk.readInformation();
-    }
-    if (talk.goesOn()) {
-        talk.check(ridgeDeviceSecurityClearKey(host.context()));
-        talk.readInformation();
-    }
+    talk.call([&] { return ridgeDeviceSecuritySetKey(host.context(), key.data()); });
+    talk.readInformation();
+    talk.call([&] { return ridgeDeviceSecurityClearKey(host.context()); });
+    talk.readInformation();
     return talk.outcome;
 }
 
 Outcome manageCertificate(Host& host, const std::string& port) {
     Talk talk(host, port);
     const std::vector<std::uint8_t> certificate{0x30, 0x7C, 0x7D, 0x7E, 0x7F, 0x80};
-    if (talk.goesOn()) {
-        talk.check(ridgeDeviceSecurityCertSet(host.context(), certificate.data(), 6));
-        talk.readInformation();
-    }
+    talk.call([&] { return ridgeDeviceSecurityCertSet(host.context(), certificate.data(), 6); });
+    talk.readInformation();
     std::uint8_t* copy = nullptr;
     std::uint32_t size = 0;
-    if (talk.goesOn()) {
-        talk.check(ridgeDeviceSecurityCertGet(host.context(), &copy, &size));
-    }
+    talk.call([&] { return ridgeDeviceSecurityCertGet(host.context(), &copy, &size); });
     if (talk.goesOn()) {
         talk.outcome.received.emplace_back(copy, copy + size);
-        talk.check(ridgeDeviceSecurityCertClear(host.context()));
     }
-    ridgeDeviceSecurityCertFree(copy);
+    talk.call([&] { return ridgeDeviceSecurityCertClear(host.context()); });
+    inLibrary([copy] { ridgeDeviceSecurityCertFree(copy); });
     return talk.outcome;
 }
 
@@ -150,26 +160,30 @@ Outcome createCsr(Host& host, const std::string& port) {
         }
     } answer;
     const auto onCsr = [](const std::uint8_t* request, std::uint32_t size, void* userContext) {
+        const CodeScope scope(Code::surroundings);
         auto& to = *static_cast<Answer*>(userContext);
         const std::lock_guard lock(to.mutex);
         to.request.assign(request, request + size);
         to.notify();
     };
     const auto onError = [](std::int32_t status, const char* message, void* userContext) {
+        const CodeScope scope(Code::surroundings);
         auto& to = *static_cast<Answer*>(userContext);
         const std::lock_guard lock(to.mutex);
         to.failure = {status, message};
         to.notify();
     };
     const ridgeCsrSubjectName subject{"Ann", "DE", nullptr, nullptr, nullptr, nullptr};
-    talk.check(ridgeDeviceSecurityCreateCsr(host.context(), &subject, onCsr, onError, &answer));
+    talk.call([&] {
+        return ridgeDeviceSecurityCreateCsr(host.context(), &subject, onCsr, onError, &answer);
+    });
     if (talk.goesOn()) {
         {
             std::unique_lock lock(answer.mutex);
             answer.came.wait(lock, [&answer] { return answer.here; });
         }
         // Waits for the callback's return, so that nobody holds the answer any more.
-        ridgeDisconnect(host.context());
+        host.disconnect();
         talk.outcome.failure = answer.failure;
         if (talk.goesOn()) {
             talk.outcome.received.push_back(answer.request);
@@ -180,9 +194,7 @@ Outcome createCsr(Host& host, const std::string& port) {
 
 Outcome capture(Host& host, const std::string& port) {
     Talk talk(host, port);
-    if (talk.goesOn()) {
-        talk.check(host.startCapture(parameters, true));
-    }
+    talk.call([&] { return host.startCapture(parameters, true); });
     talk.awaitImages(1);
     return talk.outcome;
 }
@@ -191,23 +203,62 @@ Outcome hostAssistedCapture(Host& host, const std::string& port) {
     int shown = 0;
     host.judgeWith([&shown](const ReceivedImage&) -> std::uint8_t { return ++shown < 2 ? 0 : 1; });
     Talk talk(host, port);
-    if (talk.goesOn()) {
-        talk.check(host.startHostAssistedCapture(parameters));
-    }
+    talk.call([&] { return host.startHostAssistedCapture(parameters); });
     talk.awaitImages(3);
     return talk.outcome;
 }
 
-Outcome stream(Host& host, const std::string& port) {
+/// The host leaves its verdict open for a while.
+Outcome lateVerdict(Host& host, const std::string& port) {
+    constexpr std::uint8_t open = 2;
+    host.judgeWith([](const ReceivedImage&) { return open; });
     Talk talk(host, port);
+    talk.call([&] { return host.startHostAssistedCapture(parameters); });
     if (talk.goesOn()) {
-        talk.check(host.startStream());
+        host.waitForImagesOrFailure(1);
+        inLibrary([&] { ridgeHostAssistedCaptureSetResult(host.context(), 1); });
     }
     talk.awaitImages(2);
     return talk.outcome;
 }
 
+Outcome stream(Host& host, const std::string& port) {
+    Talk talk(host, port);
+    talk.call([&] { return host.startStream(); });
+    talk.awaitImages(2);
+    return talk.outcome;
+}
+
+Outcome connectToListed(Host& host, const std::string& port) {
+    const AttachedDevices attached(
+        {{"COM12", "0001", "Scanner", "Maker", port, scannerVendorId, scannerProductId}});
+    ridgeDeviceList* list = nullptr;
+    Talk talk(host);
+    try {
+        talk.call([&list] { return ridgeQueryDevices(&list); });
+    } catch (const std::bad_alloc& failure) {
+        // The one function that lets it out.
+        talk.outcome.failure = {RIDGE_UNEXPECTED_FAILURE, failure.what()};
+    }
+    talk.call([&] { return ridgeConnect(list->devices, host.context()); });
+    inLibrary([list] { ridgeFreeDevices(list); });
+    talk.readInformation();
+    return talk.outcome;
+}
+
+Outcome disconnectDuringStream(Host& host, const std::string& port) {
+    Talk talk(host, port);
+    talk.call([&] { return host.startStream(); });
+    talk.awaitImages(1, Ending::disconnect);
+    return talk.outcome;
+}
+
 } // namespace
+
+bool Outcome::receivedBeginningOf(const Outcome& whole) const {
+    return received.size() <= whole.received.size() &&
+           std::equal(received.begin(), received.end(), whole.received.begin());
+}
 
 void PrintTo(const Outcome& outcome, std::ostream* stream) {
     *stream << outcome.failure.status << " \"" << outcome.failure.message << "\", received "
@@ -226,7 +277,13 @@ std::vector<Dialogue> allDialogues() {
             {"Csr", createCsr},
             {"Capture", capture},
             {"HostAssistedCapture", hostAssistedCapture},
+            {"LateVerdict", lateVerdict},
             {"Stream", stream}};
+}
+
+std::vector<Dialogue> sameOnTheLine() {
+    return {{"ConnectToListed", connectToListed},
+            {"DisconnectDuringStream", disconnectDuringStream}};
 }
 
 simulator::ScannerConfig smallScanner() {

@@ -18,6 +18,7 @@ struct Outcome {
     /// What was received: texts of the scanner, image bytes, and so on.
     std::vector<std::string> received;
 
+    [[nodiscard]] bool receivedBeginningOf(const Outcome& whole) const;
     bool operator==(const Outcome&) const = default;
 };
 
@@ -33,6 +34,9 @@ void PrintTo(const Dialogue& dialogue, std::ostream* stream);
 
 /// Every command of the library is in one of them.
 std::vector<Dialogue> allDialogues();
+
+/// Further ones, which bring nothing new to the line.
+std::vector<Dialogue> sameOnTheLine();
 
 /// A scanner with a small picture that answers everything.
 simulator::ScannerConfig smallScanner();

@@ -5,11 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace ridge::test {
 namespace {
@@ -39,7 +37,7 @@ protected:
 
     /// Whatever went wrong, the context can be used again.
     static void expectFreshConnectToWork(Host& host) {
-        ridgeDisconnect(host.context());
+        host.disconnect();
         FaultyLine line("fresh", smallScanner());
         EXPECT_EQ(host.connect("fresh"), RIDGE_SUCCESS) << host.lastError();
     }
@@ -64,10 +62,6 @@ protected:
     }
 };
 
-bool isBeginningOf(const std::vector<std::string>& part, const std::vector<std::string>& whole) {
-    return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
-}
-
 TEST_P(EachDialogue, Undisturbed_Succeeds) {
     const Outcome outcome = undisturbed();
     EXPECT_EQ(outcome.failure, (ReceivedFailure{RIDGE_SUCCESS, ""}));
@@ -86,7 +80,7 @@ TEST_P(EachDialogue, UnpluggedAtAnyByte_EndsWithAFailureOfThePortOrATimeout) {
     const Outcome expected = undisturbed();
     for (const Lane lane : {Lane::toScanner, Lane::toHost}) {
         strikeEachByte({FaultKind::unplug, lane}, [&](const Outcome& outcome) {
-            EXPECT_TRUE(isBeginningOf(outcome.received, expected.received));
+            EXPECT_TRUE(outcome.receivedBeginningOf(expected));
             EXPECT_TRUE(outcome == expected || isPortFailureOrTimeout(outcome.failure))
                 << testing::PrintToString(outcome);
         });
@@ -98,7 +92,7 @@ TEST_P(EachDialogue, AnyByteDroppedOrDoubled_DeliversNothingWrong) {
     for (const Lane lane : {Lane::toScanner, Lane::toHost}) {
         for (const FaultKind kind : {FaultKind::drop, FaultKind::doubled}) {
             strikeEachByte({kind, lane}, [&](const Outcome& outcome) {
-                EXPECT_TRUE(isBeginningOf(outcome.received, expected.received));
+                EXPECT_TRUE(outcome.receivedBeginningOf(expected));
                 EXPECT_TRUE(outcome == expected || isSpecifiedFailure(outcome.failure))
                     << testing::PrintToString(outcome);
             });
@@ -111,7 +105,7 @@ TEST_P(EachDialogue, AnyBitFlipped_DeliversNothingWrong) {
     for (const Lane lane : {Lane::toScanner, Lane::toHost}) {
         for (unsigned bit = 0; bit < 8; ++bit) {
             strikeEachByte({FaultKind::flip, lane, 0, bit}, [&](const Outcome& outcome) {
-                EXPECT_TRUE(isBeginningOf(outcome.received, expected.received));
+                EXPECT_TRUE(outcome.receivedBeginningOf(expected));
                 EXPECT_TRUE(outcome == expected || isSpecifiedFailure(outcome.failure))
                     << testing::PrintToString(outcome);
             });

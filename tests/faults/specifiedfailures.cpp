@@ -55,9 +55,13 @@ bool isPortFailureOrTimeout(const ReceivedFailure& failure) {
     static const std::vector<Form> forms{
         {5, std::regex("Error writing to device port\\. unplugged")},
         {5, std::regex("Serial port error( detected)?\\. unplugged")},
-        {9, std::regex(timeouts)},
         {11, std::regex("Not connected\\.")},
     };
+    return isTimeout(failure) || matches(forms, failure);
+}
+
+bool isTimeout(const ReceivedFailure& failure) {
+    static const std::vector<Form> forms{{9, std::regex(timeouts)}};
     return matches(forms, failure);
 }
 

@@ -10,4 +10,7 @@ bool isSpecifiedFailure(const ReceivedFailure& failure);
 /// The same for a line that dies, where the port says "unplugged".
 bool isPortFailureOrTimeout(const ReceivedFailure& failure);
 
+/// No answer came in time.
+bool isTimeout(const ReceivedFailure& failure);
+
 } // namespace ridge::test

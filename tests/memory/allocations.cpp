@@ -1,23 +1,63 @@
 #include "allocations.h"
 
+#include "codescope.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <thread>
 
 namespace ridge::test {
 namespace {
 
-thread_local std::size_t allocations = 0;
-/// How many allocations to go until one is refused; 0 when none is.
-thread_local std::size_t countdownOfThread = 0;
-std::atomic<std::size_t> countdownOfAll{0};
+/// Which allocation is refused.
+class Refusal {
+public:
+    void begin(std::size_t number, Extent itsExtent) {
+        counted = 0;
+        extent = itsExtent;
+        refused = number;
+    }
 
-/// Before each block stands its size.
-constexpr std::size_t headerSize = alignof(std::max_align_t);
-static_assert(headerSize >= sizeof(std::size_t));
+    void end() { refused = 0; }
+
+    [[nodiscard]] bool happened() const { return counted >= refused; }
+
+    /// Counts an allocation; true when it is to fail.
+    bool strikes() {
+        const std::size_t number = refused;
+        if (number == 0) {
+            return false;
+        }
+        const std::size_t place = ++counted;
+        return place == number || (place > number && extent == Extent::fromThenOn);
+    }
+
+private:
+    /// 0: none.
+    std::atomic<std::size_t> refused{0};
+    std::atomic<std::size_t> counted{0};
+    std::atomic<Extent> extent{Extent::once};
+};
+
+thread_local std::size_t allocations = 0;
+constinit thread_local Refusal refusalOfThread;
+constinit Refusal refusalOfAll;
+std::atomic<std::size_t> libraryBlocks{0};
+
+Refusal& refusalOf(Threads threads) {
+    return threads == Threads::current ? refusalOfThread : refusalOfAll;
+}
+
+/// Stands before each block.
+struct alignas(std::max_align_t) Header {
+    std::size_t size;
+    bool ofLibrary;
+};
 
 thread_local bool keepsFreedMemory = false;
 /// The blocks that were given back, one behind the other.
@@ -30,37 +70,31 @@ void keepFreed(const void* memory, std::size_t size) {
     freedCount += kept;
 }
 
-bool countsDownToRefusal() {
-    ++allocations;
-    if (countdownOfThread != 0 && --countdownOfThread == 0) {
-        return true;
-    }
-    std::size_t left = countdownOfAll.load();
-    while (left != 0 && !countdownOfAll.compare_exchange_weak(left, left - 1)) {
-    }
-    return left == 1;
-}
-
 void* allocate(std::size_t size) noexcept {
-    void* const block = countsDownToRefusal() ? nullptr : std::malloc(headerSize + size);
+    ++allocations;
+    const bool ofLibrary = CodeScope::current() == Code::library;
+    if (ofLibrary && (refusalOfThread.strikes() || refusalOfAll.strikes())) {
+        return nullptr;
+    }
+    void* const block = std::malloc(sizeof(Header) + size);
     if (block == nullptr) {
         return nullptr;
     }
-    std::memcpy(block, &size, sizeof(size));
-    return static_cast<std::uint8_t*>(block) + headerSize;
+    libraryBlocks += ofLibrary ? 1U : 0U;
+    Header* const header = new (block) Header{size, ofLibrary};
+    return header + 1;
 }
 
 void release(void* memory) noexcept {
     if (memory == nullptr) {
         return;
     }
-    void* const block = static_cast<std::uint8_t*>(memory) - headerSize;
+    Header* const header = static_cast<Header*>(memory) - 1;
     if (keepsFreedMemory) {
-        std::size_t size = 0;
-        std::memcpy(&size, block, sizeof(size));
-        keepFreed(memory, size);
+        keepFreed(memory, header->size);
     }
-    std::free(block);
+    libraryBlocks -= header->ofLibrary ? 1U : 0U;
+    std::free(header);
 }
 
 void* allocateOrThrow(std::size_t size) {
@@ -73,24 +107,17 @@ void* allocateOrThrow(std::size_t size) {
 
 } // namespace
 
-AllocationRefusal::AllocationRefusal(std::size_t number, Threads threads) : scope(threads) {
-    if (scope == Threads::current) {
-        countdownOfThread = number;
-    } else {
-        countdownOfAll = number;
-    }
+AllocationRefusal::AllocationRefusal(std::size_t number, Threads threads, Extent extent)
+    : scope(threads) {
+    refusalOf(scope).begin(number, extent);
 }
 
 AllocationRefusal::~AllocationRefusal() {
-    if (scope == Threads::current) {
-        countdownOfThread = 0;
-    } else {
-        countdownOfAll = 0;
-    }
+    refusalOf(scope).end();
 }
 
 bool AllocationRefusal::happened() const {
-    return (scope == Threads::current ? countdownOfThread : countdownOfAll.load()) == 0;
+    return refusalOf(scope).happened();
 }
 
 FreedMemory::FreedMemory() {
@@ -109,6 +136,17 @@ bool FreedMemory::held(std::span<const std::uint8_t> bytes) {
 
 std::size_t allocationsOfThisThread() {
     return allocations;
+}
+
+LibraryBlocks::LibraryBlocks() : before(libraryBlocks) {}
+
+bool LibraryBlocks::areGivenBack() const {
+    constexpr std::chrono::seconds patience{10};
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (libraryBlocks != before && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+    return libraryBlocks == before;
 }
 
 } // namespace ridge::test

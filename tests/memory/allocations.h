@@ -8,10 +8,14 @@ namespace ridge::test {
 
 enum class Threads { current, all };
 
-/// Makes one allocation fail: the first, second, ... after the construction.
+enum class Extent { once, fromThenOn };
+
+/// Makes an allocation of the library's code fail: the first, second, ... after the construction.
+/// One at a time.
 class AllocationRefusal {
 public:
-    explicit AllocationRefusal(std::size_t number, Threads threads = Threads::current);
+    explicit AllocationRefusal(std::size_t number, Threads threads = Threads::current,
+                               Extent extent = Extent::once);
     ~AllocationRefusal();
 
     AllocationRefusal(const AllocationRefusal&) = delete;
@@ -40,5 +44,18 @@ public:
 
 /// How many allocations the calling thread has made so far.
 std::size_t allocationsOfThisThread();
+
+/// The blocks that the library's code allocates while the object lives.
+class LibraryBlocks {
+public:
+    LibraryBlocks();
+
+    /// Waits until all of them have been given back: a thread of the library's may have some until
+    /// its very end. False when some are still there long after that.
+    [[nodiscard]] bool areGivenBack() const;
+
+private:
+    std::size_t before;
+};
 
 } // namespace ridge::test

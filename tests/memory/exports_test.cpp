@@ -2,6 +2,7 @@
 
 #include "allocations.h"
 #include "attacheddevices.h"
+#include "codescope.h"
 #include "devicecontext.h"
 #include "errorboundary.h"
 #include "logger.h"
@@ -25,8 +26,12 @@ namespace {
 
 using test::AllocationRefusal;
 using test::AttachedDevices;
+using test::Code;
+using test::CodeScope;
+using test::Extent;
 using test::LogRecorder;
 using test::ScriptedScanner;
+using test::Threads;
 
 /// A failure whose text takes more memory than a string has of its own.
 class LongFailure final : public std::exception {
@@ -82,13 +87,15 @@ TEST(CreateDeviceContextWithoutMemory, GivesNull) {
     EXPECT_EQ(ridgeCreateDeviceContext(), nullptr);
 }
 
-TEST(SetLoggerWithoutMemory, GivesStatus4_AndLeavesNoLogger) {
+class SetLoggerWithoutMemory : public testing::TestWithParam<Extent> {};
+
+TEST_P(SetLoggerWithoutMemory, GivesStatus4_AndLeavesNoLogger) {
     std::size_t allocation = 0;
     Outcome outcome{0, true};
     while (outcome.refused) {
         ++allocation;
         {
-            const AllocationRefusal refusal(allocation);
+            const AllocationRefusal refusal(allocation, Threads::current, GetParam());
             outcome.status = ridgeSetLogger('D', &ignoreLine, nullptr);
             outcome.refused = refusal.happened();
         }
@@ -98,6 +105,9 @@ TEST(SetLoggerWithoutMemory, GivesStatus4_AndLeavesNoLogger) {
     EXPECT_GT(allocation, 1U);
     removeLogger();
 }
+
+INSTANTIATE_TEST_SUITE_P(Extents, SetLoggerWithoutMemory,
+                         testing::Values(Extent::once, Extent::fromThenOn));
 
 TEST(ErrorBoundaryWithoutMemory, FailureWithALongText_BecomesStatus4WithTheShortText) {
     ridgeDeviceContext context;
@@ -132,7 +142,9 @@ TEST(ConnectWithoutMemory, MissingPort_LinesThatFindNoMemory_DoNotDisturb) {
     expectFailuresToLeaveTheContextUsable();
 }
 
-TEST(QueryDevicesWithoutMemory, LetsTheExceptionOut_AndLeavesTheCallersPointerAlone) {
+class QueryDevicesWithoutMemory : public testing::TestWithParam<Extent> {};
+
+TEST_P(QueryDevicesWithoutMemory, LetsTheExceptionOut_AndLeavesTheCallersPointerAlone) {
     const DeviceRecord scanner{"COM3 with a name that takes memory",
                                "a serial number that takes memory",
                                "a description that takes memory of its own",
@@ -144,7 +156,7 @@ TEST(QueryDevicesWithoutMemory, LetsTheExceptionOut_AndLeavesTheCallersPointerAl
     ridgeDeviceList* list = nullptr;
     std::size_t outOfMemory = 0;
     while (list == nullptr) {
-        const AllocationRefusal refusal(outOfMemory + 1);
+        const AllocationRefusal refusal(outOfMemory + 1, Threads::current, GetParam());
         try {
             EXPECT_EQ(ridgeQueryDevices(&list), 0);
             EXPECT_FALSE(refusal.happened());
@@ -158,6 +170,59 @@ TEST(QueryDevicesWithoutMemory, LetsTheExceptionOut_AndLeavesTheCallersPointerAl
     EXPECT_GT(outOfMemory, 20U);
     EXPECT_EQ(list->count, 2U);
     ridgeFreeDevices(list);
+}
+
+INSTANTIATE_TEST_SUITE_P(Extents, QueryDevicesWithoutMemory,
+                         testing::Values(Extent::once, Extent::fromThenOn));
+
+TEST(FunctionsThatOnlyReadOrRelease, NeedNoMemory) {
+    const AttachedDevices attached(
+        {{"COM3", "0001", "Scanner", "Maker", "COM3", scannerVendorId, scannerProductId}});
+    ScriptedScanner scanner("COM3");
+    scanner.succeed(0x23, {1, 2, 3});
+    ridgeDeviceList* list = nullptr;
+    ASSERT_EQ(ridgeQueryDevices(&list), 0);
+    ridgeDeviceContext* const context = ridgeCreateDeviceContext();
+    ASSERT_EQ(ridgeConnect(list->devices, context), 0);
+    std::uint8_t* certificate = nullptr;
+    std::uint32_t size = 0;
+    ASSERT_EQ(ridgeDeviceSecurityCertGet(context, &certificate, &size), 0);
+    ridgeDeviceInfo info{};
+    ridgeDeviceSettings settings{};
+    {
+        const AllocationRefusal refusal(1, Threads::all, Extent::fromThenOn);
+        EXPECT_STRNE(ridgeGetSdkVersion(), "");
+        EXPECT_STREQ(ridgeGetLastErrorDescription(context), "");
+        EXPECT_EQ(ridgeIsConnected(context), 1);
+        EXPECT_EQ(ridgeGetInfo(context, &info), 0);
+        EXPECT_EQ(ridgeSettingsGet(context, &settings), 0);
+        ridgeHostAssistedCaptureSetResult(context, 1);
+        ridgeStopCapture(context);
+        ridgeDeviceSecurityCertFree(certificate);
+        ridgeFreeDevices(list);
+        ridgeDisconnect(context);
+        ridgeFreeDeviceContext(context);
+        EXPECT_FALSE(refusal.happened());
+    }
+    EXPECT_EQ(scanner.openPorts(), 0);
+}
+
+TEST(PortFailureWithoutMemory, IsKnownAllTheSame) {
+    const CodeScope scope(Code::surroundings);
+    ScriptedScanner scanner("COM3");
+    const std::unique_ptr<ridgeDeviceContext, decltype(&ridgeFreeDeviceContext)> context(
+        ridgeCreateDeviceContext(), &ridgeFreeDeviceContext);
+    ASSERT_EQ(ridgeConnectCOM("COM3", context.get()), 0);
+    const std::string text = "a text of the system's that takes memory of its own";
+    {
+        const AllocationRefusal refusal(1, Threads::all, Extent::fromThenOn);
+        scanner.failPort(text);
+        EXPECT_TRUE(refusal.happened());
+    }
+    ridgeDeviceInfo info{};
+    EXPECT_EQ(ridgeGetInfo(context.get(), &info), 5);
+    EXPECT_EQ(std::string(ridgeGetLastErrorDescription(context.get())),
+              std::string("Serial port error detected. ") + std::bad_alloc().what());
 }
 
 /// A connected context with a scanner that answers everything.

@@ -20,14 +20,14 @@ void PrintTo(const ReceivedFailure& failure, std::ostream* stream) {
     *stream << failure.status << " \"" << failure.message << '"';
 }
 
-Host::Host() : handle(ridgeCreateDeviceContext()) {
+Host::Host() : handle(inLibrary([] { return ridgeCreateDeviceContext(); })) {
     if (handle == nullptr) {
         throw std::runtime_error("no memory for a device context");
     }
 }
 
 Host::~Host() {
-    ridgeFreeDeviceContext(handle);
+    inLibrary([this] { ridgeFreeDeviceContext(handle); });
 }
 
 void Host::judgeWith(std::function<std::uint8_t(const ReceivedImage&)> verdictOf) {
@@ -37,17 +37,28 @@ void Host::judgeWith(std::function<std::uint8_t(const ReceivedImage&)> verdictOf
 std::int32_t Host::startCapture(ridgeCaptureParameters parameters, bool withEvents,
                                 const std::uint8_t* block) {
     const ridgeCaptureCallbacks callbacks{onError, onCapture, withEvents ? onEvent : nullptr};
-    return ridgeStartCapture(handle, &parameters, block, &callbacks, this);
+    return inLibrary(
+        [&] { return ridgeStartCapture(handle, &parameters, block, &callbacks, this); });
 }
 
 std::int32_t Host::startHostAssistedCapture(ridgeCaptureParameters parameters) {
     const ridgeCaptureCallbacks callbacks{onError, onCapture, nullptr};
-    return ridgeStartHostAssistedCapture(handle, &parameters, nullptr, &callbacks, this);
+    return inLibrary([&] {
+        return ridgeStartHostAssistedCapture(handle, &parameters, nullptr, &callbacks, this);
+    });
 }
 
 std::int32_t Host::startStream(const std::uint8_t* block) {
     const ridgeCaptureCallbacks callbacks{onError, onCapture, nullptr};
-    return ridgeStartStream(handle, block, &callbacks, this);
+    return inLibrary([&] { return ridgeStartStream(handle, block, &callbacks, this); });
+}
+
+void Host::stopCapture() {
+    inLibrary([this] { ridgeStopCapture(handle); });
+}
+
+void Host::disconnect() {
+    inLibrary([this] { ridgeDisconnect(handle); });
 }
 
 std::vector<ReceivedImage> Host::waitForImages(std::size_t count) {
@@ -70,6 +81,13 @@ std::vector<ReceivedImage> Host::images() const {
 std::vector<ReceivedFailure> Host::failures() const {
     const std::lock_guard lock(mutex);
     return receivedFailures;
+}
+
+void Host::forgetWhatCame() {
+    const std::lock_guard lock(mutex);
+    receivedImages.clear();
+    receivedFailures.clear();
+    receivedEvents.clear();
 }
 
 void Host::waitForImagesOrFailure(std::size_t count) {
@@ -97,6 +115,7 @@ void Host::waitUntil(std::size_t count, const Condition& condition) {
 }
 
 void Host::onError(std::int32_t status, const char* message, void* userContext) {
+    const CodeScope scope(Code::surroundings);
     auto& host = *static_cast<Host*>(userContext);
     {
         const std::lock_guard lock(host.mutex);
@@ -106,6 +125,7 @@ void Host::onError(std::int32_t status, const char* message, void* userContext) 
 }
 
 void Host::onCapture(const ridgeCaptureResult* result, void* userContext) {
+    const CodeScope scope(Code::surroundings);
     auto& host = *static_cast<Host*>(userContext);
     ReceivedImage image{result->width,
                         result->height,
@@ -116,7 +136,8 @@ void Host::onCapture(const ridgeCaptureResult* result, void* userContext) {
                         result->flagB != 0,
                         result->flagC != 0};
     if (host.judge) {
-        ridgeHostAssistedCaptureSetResult(host.handle, host.judge(image));
+        const std::uint8_t verdict = host.judge(image);
+        inLibrary([&] { ridgeHostAssistedCaptureSetResult(host.handle, verdict); });
     }
     {
         const std::lock_guard lock(host.mutex);
@@ -126,6 +147,7 @@ void Host::onCapture(const ridgeCaptureResult* result, void* userContext) {
 }
 
 void Host::onEvent(void* userContext, std::uint32_t elapsedMilliseconds) {
+    const CodeScope scope(Code::surroundings);
     auto& host = *static_cast<Host*>(userContext);
     {
         const std::lock_guard lock(host.mutex);

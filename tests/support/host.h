@@ -1,5 +1,6 @@
 #pragma once
 
+#include "codescope.h"
 #include "ridge-sdk.h"
 
 #include <condition_variable>
@@ -47,7 +48,7 @@ public:
     [[nodiscard]] std::string lastError() const { return ridgeGetLastErrorDescription(handle); }
 
     std::int32_t connect(const std::string& portName) {
-        return ridgeConnectCOM(portName.c_str(), handle);
+        return inLibrary([&] { return ridgeConnectCOM(portName.c_str(), handle); });
     }
 
     /// What the host says of an image, from inside the callback; without a judge it says nothing.
@@ -57,8 +58,10 @@ public:
                               const std::uint8_t* block = nullptr);
     std::int32_t startHostAssistedCapture(ridgeCaptureParameters parameters);
     std::int32_t startStream(const std::uint8_t* block = nullptr);
+    void stopCapture();
+    void disconnect();
 
-    /// Each waits until so many have come since the host was made, and returns all of them.
+    /// Each waits until so many have come, and returns all of them.
     std::vector<ReceivedImage> waitForImages(std::size_t count);
     std::vector<ReceivedFailure> waitForFailures(std::size_t count);
     std::vector<std::uint32_t> waitForEvents(std::size_t count);
@@ -68,6 +71,8 @@ public:
     /// What has come up to now.
     std::vector<ReceivedImage> images() const;
     std::vector<ReceivedFailure> failures() const;
+    /// As if nothing had come; not while an operation runs.
+    void forgetWhatCame();
 
 private:
     static void onError(std::int32_t status, const char* message, void* userContext);

@@ -1,5 +1,6 @@
 #include "memoryline.h"
 
+#include "codescope.h"
 #include "defaultserialport.h"
 #include "logmessage.h"
 #include "ridgeexception.h"
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -120,6 +122,15 @@ struct DefaultSerialPort<PortName>::Private {
     std::shared_ptr<test::MemoryLine::State> line;
     bool closing = false;
 
+    /// As the system's port does: a report for which there is no memory is dropped.
+    static void reportFailure(SerialPortErrorListener& errorListener, const std::string& text) {
+        try {
+            errorListener.onSerialPortError(text);
+        } catch (const std::exception& failure) {
+            RIDGE_LOG(logError, "Error reporting a failure of the port. %s", failure.what());
+        }
+    }
+
     void deliverLoop(SerialPortListener& listener, SerialPortErrorListener& errorListener) {
         std::unique_lock lock(line->mutex);
         while (true) {
@@ -134,7 +145,7 @@ struct DefaultSerialPort<PortName>::Private {
             if (event.failure.empty()) {
                 listener.onData(event.bytes.data(), static_cast<std::uint32_t>(event.bytes.size()));
             } else {
-                errorListener.onSerialPortError(event.failure);
+                reportFailure(errorListener, event.failure);
             }
             lock.lock();
             line->delivering = false;
@@ -195,6 +206,7 @@ void DefaultSerialPort<PortName>::close() {
 
 template <typename PortName>
 void DefaultSerialPort<PortName>::write(const std::uint8_t* bytes, std::uint32_t size) {
+    const test::CodeScope scope(test::Code::surroundings);
     const std::lock_guard lock(impl->line->handlerMutex);
     if (impl->line->handler) {
         impl->line->handler(test::Bytes(bytes, bytes + size));
