@@ -7,6 +7,7 @@
 #include "scannerloop.h"
 #include "scannermodel.h"
 #include "serialline.h"
+#include "unplugpoint.h"
 #include "usbattachment.h"
 
 #include <windows.h>
@@ -14,6 +15,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,19 +44,51 @@ void watchInput() {
     }).detach();
 }
 
-void obey(const std::string& command, UsbAttachment* cable, ScannerLoop& loop) {
-    if (cable != nullptr && command == "unplug") {
+/// What can be done to the scanner's cable, by a line of the standard input.
+class CableCommands {
+public:
+    CableCommands(UsbAttachment* usbCable, ScannerLoop& scannerLoop)
+        : cable(usbCable), loop(scannerLoop) {}
+
+    void obey(const std::string& command) {
+        const std::string unplugAt = "unplug-at ";
+        if (cable != nullptr && command == "unplug") {
+            unplug();
+        } else if (cable != nullptr && command == "plug") {
+            cable->plug();
+            std::cout << "plugged in" << std::endl;
+        } else if (cable != nullptr && command.starts_with(unplugAt)) {
+            setUnplugPoint(command.substr(unplugAt.size()));
+        } else {
+            std::cerr << "ridge-scanner: no such command: \"" << command
+                      << "\"; with --virtual there are \"unplug\", \"unplug-at\" and \"plug\""
+                      << std::endl;
+        }
+    }
+
+private:
+    void unplug() {
         cable->unplug();
         loop.cutLine();
         std::cout << "unplugged" << std::endl;
-    } else if (cable != nullptr && command == "plug") {
-        cable->plug();
-        std::cout << "plugged in" << std::endl;
-    } else {
-        std::cerr << "ridge-scanner: no such command: \"" << command
-                  << "\"; with --virtual there are \"unplug\" and \"plug\"" << std::endl;
     }
-}
+
+    void setUnplugPoint(const std::string& text) {
+        try {
+            loop.unplugAt(parseUnplugPoint(text), [this] {
+                // What has crossed the line reaches the host.
+                cable->awaitTaken();
+                unplug();
+            });
+            std::cout << "will be unplugged" << std::endl;
+        } catch (const std::invalid_argument& failure) {
+            std::cerr << "ridge-scanner: " << failure.what() << std::endl;
+        }
+    }
+
+    UsbAttachment* cable;
+    ScannerLoop& loop;
+};
 
 /// The scanner answers with a number: the reason is for whoever runs it.
 std::vector<std::uint8_t> createdRequest(CsrCreator& requests, const CsrSubject& subject) {
@@ -96,7 +130,8 @@ void run(const ScannerOptions& options) {
             std::cerr << "ridge-scanner: " << failure.what() << std::endl;
         }
     });
-    loop.setCommandHandler([&](const std::string& command) { obey(command, cable.get(), loop); });
+    CableCommands commands(cable.get(), loop);
+    loop.setCommandHandler([&commands](const std::string& command) { commands.obey(command); });
     SetConsoleCtrlHandler(endOnInterruption, TRUE);
     if (options.commands) {
         watchInput();

@@ -34,13 +34,49 @@ void ScannerLoop::run() {
         }
         const Time now = monotonicNow();
         fromHost.put(mail.bytes, now);
-        model.receive(fromHost.take(now), now);
-        model.advance(now);
-        toHost.put(model.takeOutput(), now);
-        const std::vector<std::uint8_t> out = toHost.take(now);
-        if (!out.empty()) {
-            write(out);
-        }
+        receive(now);
+        send(now);
+    }
+}
+
+void ScannerLoop::unplugAt(const std::optional<UnplugPoint>& point, Unplug unplugLine) {
+    unplugFinder.reset();
+    if (point) {
+        unplugFinder.emplace(*point);
+    }
+    unplug = std::move(unplugLine);
+}
+
+void ScannerLoop::receive(Time now) {
+    const std::vector<std::uint8_t> in = fromHost.take(now);
+    model.receive(untilUnplugged(Direction::fromHost, in), now);
+    unplugIfReached();
+    model.advance(now);
+}
+
+void ScannerLoop::send(Time now) {
+    toHost.put(model.takeOutput(), now);
+    const std::vector<std::uint8_t> out = toHost.take(now);
+    const std::span<const std::uint8_t> crossing = untilUnplugged(Direction::toHost, out);
+    if (!crossing.empty()) {
+        write(crossing);
+    }
+    unplugIfReached();
+}
+
+std::span<const std::uint8_t> ScannerLoop::untilUnplugged(Direction direction,
+                                                          std::span<const std::uint8_t> bytes) {
+    const std::optional<std::size_t> place =
+        unplugFinder ? unplugFinder->find(direction, bytes) : std::nullopt;
+    unplugReached = place.has_value();
+    return bytes.first(place.value_or(bytes.size()));
+}
+
+void ScannerLoop::unplugIfReached() {
+    if (unplugReached) {
+        unplugReached = false;
+        unplugFinder.reset();
+        unplug();
     }
 }
 

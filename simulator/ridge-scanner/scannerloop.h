@@ -3,10 +3,12 @@
 #include "linepacer.h"
 #include "mailbox.h"
 #include "scannermodel.h"
+#include "unplugpoint.h"
 
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -19,12 +21,18 @@ class ScannerLoop {
 public:
     using Write = std::function<void(std::span<const std::uint8_t>)>;
     using Obey = std::function<void(const std::string& command)>;
+    using Unplug = std::function<void()>;
 
     /// Baud 0 is a line without delay.
     ScannerLoop(ScannerModel& model, Mailbox& mailbox, std::uint32_t baud, Write write);
 
     /// Is called on the thread that runs the loop. Without it, commands are passed over.
     void setCommandHandler(Obey handler) { obey = std::move(handler); }
+
+    /// `unplug` is called once, when the bytes before the place have crossed the line; no byte
+    /// behind it does then. Replaces an earlier place, or takes it away.
+    void unplugAt(
+        const std::optional<UnplugPoint>& point, Unplug unplug = [] {});
 
     /// Returns when the mailbox says that the scanner is to end.
     void run();
@@ -47,6 +55,12 @@ private:
     };
 
     [[nodiscard]] std::optional<Time> nextDeadline() const;
+    void receive(Time now);
+    void send(Time now);
+    /// The bytes before the place to unplug at, which is then reached, or all.
+    std::span<const std::uint8_t> untilUnplugged(Direction direction,
+                                                 std::span<const std::uint8_t> bytes);
+    void unplugIfReached();
 
     ScannerModel& model;
     Mailbox& mailbox;
@@ -54,6 +68,9 @@ private:
     Obey obey = [](const std::string&) {};
     Lane fromHost;
     Lane toHost;
+    std::optional<UnplugPointFinder> unplugFinder;
+    Unplug unplug;
+    bool unplugReached = false;
 };
 
 } // namespace ridge::simulator

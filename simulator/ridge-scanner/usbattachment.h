@@ -33,6 +33,9 @@ public:
     void unplug();
     void plug();
 
+    /// Waits until the host has taken all that was written at the scanner's end, or has closed.
+    void awaitTaken() const { port.await(PortFlag::hostHasData, false); }
+
 private:
     VirtualPort port;
     ListedDevice listed;

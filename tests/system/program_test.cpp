@@ -1,6 +1,7 @@
 // The command-line program and the examples, as their users start them.
 
 #include "childprocess.h"
+#include "host.h"
 #include "simulatorprocess.h"
 
 #include <gtest/gtest.h>
@@ -189,8 +190,28 @@ TEST(RidgeScanner, UnknownCommand_IsNamed) {
     SimulatorProcess scanner;
     scanner.command("jump");
     EXPECT_EQ(scanner.waitForReport("ridge-scanner:"),
-              "ridge-scanner: no such command: \"jump\"; with --virtual there are \"unplug\" and "
-              "\"plug\"");
+              "ridge-scanner: no such command: \"jump\"; with --virtual there are \"unplug\", "
+              "\"unplug-at\" and \"plug\"");
+}
+
+TEST(RidgeScanner, PlaceToUnplugAtThatIsNone_IsNamed) {
+    SimulatorProcess scanner;
+    scanner.command("unplug-at home");
+    EXPECT_EQ(scanner.waitForReport("ridge-scanner:"),
+              "ridge-scanner: \"home\" is no place on the line, such as \"to-host 3 -1\": "
+              "to-host or from-host, a frame, and bytes from -1 on");
+}
+
+TEST(RidgeScanner, UnplugAt_LetsTheBytesBeforeThePlaceReachTheHost) {
+    SimulatorProcess scanner({"--baud", "0"});
+    Host host;
+    ASSERT_EQ(host.connect(scanner.portName()), RIDGE_SUCCESS) << host.lastError();
+    scanner.command("unplug-at to-host 1 0");
+    scanner.waitForReport("will be unplugged");
+    const ridgeDeviceSettings settings{0, 0};
+    EXPECT_EQ(ridgeSettingsSet(host.context(), &settings), RIDGE_SUCCESS) << host.lastError();
+    scanner.waitForReport("unplugged");
+    EXPECT_NE(ridgeSettingsSet(host.context(), &settings), RIDGE_SUCCESS);
 }
 
 TEST(RidgeScanner, WhatIsNoNumber_IsRefusedWithAWordOnWhatWouldBe) {
