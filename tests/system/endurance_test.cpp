@@ -1,5 +1,6 @@
 #include "childprocess.h"
 #include "simulatorprocess.h"
+#include "smallpicture.h"
 #include "testextent.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,8 @@ namespace {
 
 TEST(Endurance, ManyRounds_LeaveAsManyHandlesThreadsAndBlocksAsTheFirstTen) {
     const std::string rounds = std::to_string(testExtent(60, 10000));
-    const SimulatorProcess scanner({"--baud", "0", "--finger-delay", "0"});
+    const SimulatorProcess scanner(
+        {"--baud", "0", "--finger-delay", "0", "--image", smallPicture()});
     const ProgramResult host = runProgram("enduring-host.exe", {scanner.portName(), rounds});
     ASSERT_EQ(host.exitStatus, 0U) << host.output;
     const std::string firstTen = host.output.substr(0, host.output.find('\n'));
