@@ -50,7 +50,7 @@ std::unique_ptr<Packet> DefaultPacketHandler::receive(std::uint32_t timeoutMs, b
     if (timeoutMs == 0) {
         timeoutMs = defaultTimeoutMs;
     }
-    std::unique_lock lock(mutex);
+    std::unique_lock<std::mutex> lock(mutex);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     if (!packetAvailable.wait_until(lock, deadline, [this] { return !receivedPackets.empty(); })) {
         return nullptr;

@@ -3,13 +3,12 @@
 #include "datalinkhandler.h"
 #include "factory.h"
 #include "packethandler.h"
+#include "preparedlock.h"
 #include "serialport.h"
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace ridge {
@@ -38,8 +37,8 @@ private:
     std::unique_ptr<DataLinkHandler> dataLink;
     std::deque<std::unique_ptr<Packet>> receivedPackets;
     /// Guards `receivedPackets`.
-    std::mutex mutex;
-    std::condition_variable packetAvailable;
+    PreparedMutex mutex;
+    PreparedCondition packetAvailable;
 };
 
 } // namespace ridge

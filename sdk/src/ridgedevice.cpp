@@ -35,8 +35,8 @@ void reportFailure(BaseListener& listener, std::int32_t code, const char* what) 
 } // namespace
 
 RidgeDevice::RidgeDevice(const std::string& portName, Factory<std::string>& factory)
-    : stateMutex(std::make_shared<std::mutex>()),
-      workerDone(std::make_shared<std::condition_variable>()) {
+    : stateMutex(std::make_shared<PreparedMutex>()),
+      workerDone(std::make_shared<PreparedCondition>()) {
     try {
         packetHandler = factory.createPacketHandler(portName, *this);
         commands = factory.createCommands(packetHandler.get());

@@ -5,6 +5,7 @@
 #include "deviceinfo.h"
 #include "factory.h"
 #include "packethandler.h"
+#include "preparedlock.h"
 #include "ridgecommands.h"
 #include "serialport.h"
 
@@ -149,7 +150,7 @@ private:
     /// have returned.
     std::shared_ptr<std::mutex> stateMutex;
     /// Guards `serialError`. Never held together with `stateMutex`.
-    mutable std::mutex errorMutex;
+    mutable PreparedMutex errorMutex;
     /// The last failure of the port; empty means none.
     std::string serialError;
     /// The host's verdict on the last image of a host-assisted capture.
