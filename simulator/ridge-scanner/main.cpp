@@ -15,6 +15,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -68,6 +69,7 @@ public:
 
 private:
     void unplug() {
+        loop.unplugAt(std::nullopt);
         cable->unplug();
         loop.cutLine();
         std::cout << "unplugged" << std::endl;

@@ -76,7 +76,8 @@ void ScannerLoop::unplugIfReached() {
     if (unplugReached) {
         unplugReached = false;
         unplugFinder.reset();
-        unplug();
+        const Unplug pull = std::exchange(unplug, [] {});
+        pull();
     }
 }
 
