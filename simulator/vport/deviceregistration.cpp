@@ -70,16 +70,6 @@ DWORD sizeWithNul(const std::string& text) {
     return static_cast<DWORD>(text.size() + 1);
 }
 
-void create(const DeviceSet& set, const ListedDevice& listed, SP_DEVINFO_DATA& device) {
-    if (SetupDiCreateDeviceInfoA(set.get(), listed.instanceIdentifier.c_str(), &portsClass,
-                                 listed.description.c_str(), nullptr, 0, &device) == FALSE) {
-        throwSystemFailure("cannot list the device " + listed.instanceIdentifier);
-    }
-    if (SetupDiRegisterDeviceInfo(set.get(), &device, 0, nullptr, nullptr, nullptr) == FALSE) {
-        throwSystemFailure("cannot register the device");
-    }
-}
-
 void setProperty(const DeviceSet& set, SP_DEVINFO_DATA& device, DWORD property,
                  const std::string& text) {
     if (SetupDiSetDeviceRegistryPropertyA(set.get(), &device, property, bytesOf(text),
@@ -127,6 +117,41 @@ std::optional<std::uint32_t> storedPort(const DeviceSet& set, SP_DEVINFO_DATA& d
     return number;
 }
 
+bool isForsaken(const DeviceSet& set, SP_DEVINFO_DATA& device) {
+    const std::optional<std::uint32_t> port = storedPort(set, device);
+    return port && !PortControl(*port).state().has(PortFlag::present);
+}
+
+// Wine leaves a key without a device when somebody looks at one just when it is removed.
+bool removeRemains(const DeviceSet& set, const ListedDevice& listed) {
+    SP_DEVINFO_DATA device = emptyDevice();
+    const bool isDevice = SetupDiOpenDeviceInfoA(set.get(), listed.instanceIdentifier.c_str(),
+                                                 nullptr, 0, &device) != FALSE;
+    if (isDevice && !isForsaken(set, device)) {
+        return false;
+    }
+    const std::string key = R"(System\CurrentControlSet\Enum\)" + listed.instanceIdentifier;
+    return RegDeleteTreeA(HKEY_LOCAL_MACHINE, key.c_str()) == ERROR_SUCCESS;
+}
+
+bool tryCreate(const DeviceSet& set, const ListedDevice& listed, SP_DEVINFO_DATA& device) {
+    return SetupDiCreateDeviceInfoA(set.get(), listed.instanceIdentifier.c_str(), &portsClass,
+                                    listed.description.c_str(), nullptr, 0, &device) != FALSE;
+}
+
+void create(const DeviceSet& set, const ListedDevice& listed, SP_DEVINFO_DATA& device) {
+    if (!tryCreate(set, listed, device)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_DEVINST_ALREADY_EXISTS || !removeRemains(set, listed) ||
+            !tryCreate(set, listed, device)) {
+            throwSystemFailure("cannot list the device " + listed.instanceIdentifier, error);
+        }
+    }
+    if (SetupDiRegisterDeviceInfo(set.get(), &device, 0, nullptr, nullptr, nullptr) == FALSE) {
+        throwSystemFailure("cannot register the device");
+    }
+}
+
 } // namespace
 
 struct DeviceRegistration::Private {
@@ -160,8 +185,7 @@ void removeForsakenDevices() {
     const DeviceSet set(SetupDiGetClassDevsA(&portsClass, nullptr, nullptr, 0));
     SP_DEVINFO_DATA device = emptyDevice();
     for (DWORD index = 0; SetupDiEnumDeviceInfo(set.get(), index, &device) != FALSE; ++index) {
-        const std::optional<std::uint32_t> port = storedPort(set, device);
-        if (port && !PortControl(*port).state().has(PortFlag::present)) {
+        if (isForsaken(set, device)) {
             SetupDiRemoveDevice(set.get(), &device);
         }
     }

@@ -10,6 +10,7 @@
 #include <setupapi.h>
 
 #include <array>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <thread>
@@ -187,6 +188,25 @@ TEST(Discovery, SecondScannerWithTheSameSerialNumber_DoesNotStart) {
     EXPECT_EQ(second.exitStatus, 2UL);
     EXPECT_NE(second.output.find("cannot list the device"), std::string::npos) << second.output;
     EXPECT_THAT(attachedScanners(), ElementsAre(listed(scanner, "A1B2C3|Ridge Scanner|Ridge")));
+}
+
+/// What Wine leaves of a device that somebody looked at while it was being removed.
+void leaveRemainsOf(const std::string& serialNumber) {
+    std::array<char, 128> path{};
+    std::snprintf(path.data(), path.size(),
+                  R"(System\CurrentControlSet\Enum\USB\VID_%04X&PID_%04X\%s)", scannerVendorId,
+                  scannerProductId, serialNumber.c_str());
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.data(), 0, nullptr, 0, KEY_WRITE, nullptr,
+                              &key, nullptr),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+}
+
+TEST(Discovery, RemainsOfARemovedDevice_DoNotKeepAScannerFromStarting) {
+    leaveRemainsOf("REMAINS");
+    const SimulatorProcess scanner({"--serial", "REMAINS"});
+    EXPECT_THAT(attachedScanners(), ElementsAre(listed(scanner, "REMAINS|Ridge Scanner|Ridge")));
 }
 
 TEST(Discovery, FromSeveralThreads_FindsTheSame) {

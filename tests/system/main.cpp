@@ -1,8 +1,5 @@
-#include "deviceregistration.h"
-#include "driverservice.h"
-#include "openresult.h"
-#include "pendingstatus.h"
 #include "releaseduringcsr.h"
+#include "virtualports.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +13,7 @@ int main(int argumentCount, char** arguments) {
         return ridge::test::releaseDuringCsr(arguments[2], arguments[3]);
     }
     try {
-        // Wine's faults are mended around the library, before it runs.
-        ridge::simulator::mendPendingStatus();
-        ridge::simulator::mendOpenResult();
-        ridge::simulator::startDriver(ridge::simulator::driverFileBesideProgram());
-        // Of simulators that were killed earlier.
-        ridge::simulator::removeForsakenDevices();
+        ridge::test::prepareVirtualPorts();
     } catch (const std::exception& failure) {
         std::cerr << "the virtual port driver does not start: " << failure.what() << '\n';
         return 1;
