@@ -7,6 +7,7 @@
 #include "errorboundary.h"
 #include "logger.h"
 #include "logrecorder.h"
+#include "longfailure.h"
 #include "scanneridentifiers.h"
 #include "scriptedscanner.h"
 
@@ -15,7 +16,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <new>
 #include <string>
@@ -30,16 +30,9 @@ using test::Code;
 using test::CodeScope;
 using test::Extent;
 using test::LogRecorder;
+using test::LongFailure;
 using test::ScriptedScanner;
 using test::Threads;
-
-/// A failure whose text takes more memory than a string has of its own.
-class LongFailure final : public std::exception {
-public:
-    [[nodiscard]] const char* what() const noexcept override {
-        return "a text that is too long for the memory inside a string object";
-    }
-};
 
 struct Outcome {
     std::int32_t status;

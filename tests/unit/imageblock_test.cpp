@@ -251,6 +251,14 @@ TEST(CaptureBlock, ImageLongerThanTheBlockHolds_IsInvalid) {
     EXPECT_FALSE(parseCaptureBlock(captureBlockWith(imageLengthOffset, hexBytes("FFFFFFF0"))));
 }
 
+TEST(CaptureBlock, ImageThatLeavesNoRoomForWhatFollowsIt_IsInvalid) {
+    // The longest image with room for it has 8 bytes.
+    for (std::uint8_t length = 9; length < 60; ++length) {
+        EXPECT_FALSE(parseCaptureBlock(captureBlockWith(imageLengthOffset, {0, 0, 0, length})))
+            << static_cast<int>(length);
+    }
+}
+
 TEST(CaptureBlock, TrailerThatDoesNotEndWithTheBlock_IsInvalid) {
     ASSERT_TRUE(parseCaptureBlock(captureBlockWith(trailerLengthOffset, hexBytes("0002"))));
     for (const char* length : {"0001", "0003", "FFF2"}) {

@@ -279,6 +279,11 @@ TEST(ReadResponseStatus, FailureWithText_GivesBoth) {
               (Status{false, 5, "ok"}));
 }
 
+TEST(ReadResponseStatus, TextOfOneCharacter_IsAText) {
+    EXPECT_EQ(statusOf(packetOf(0x81, 0xB1, hexBytes("05 00 01 21")), 0x31, false),
+              (Status{false, 5, "!"}));
+}
+
 TEST(ReadResponseStatus, FailureNeedsNoData_EvenWhenDataIsRequired) {
     EXPECT_EQ(statusOf(packetOf(0x81, 0xB1, hexBytes("07 00 00")), 0x31, true),
               (Status{false, 7, ""}));
