@@ -5,10 +5,20 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 
 namespace ridge::test {
 namespace {
+
+/// The text behind "ROUND: " in the line at that place.
+std::string lineAt(std::istringstream& lines, const std::string& round) {
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line.substr(0, round.size() + 2), round + ": ");
+    return line.substr(std::min(line.size(), round.size() + 2));
+}
 
 TEST(Endurance, ManyRounds_LeaveAsManyHandlesThreadsAndBlocksAsTheFirstTen) {
     const std::string rounds = std::to_string(testExtent(60, 10000));
@@ -16,10 +26,16 @@ TEST(Endurance, ManyRounds_LeaveAsManyHandlesThreadsAndBlocksAsTheFirstTen) {
         {"--baud", "0", "--finger-delay", "0", "--image", smallPicture()});
     const ProgramResult host = runProgram("enduring-host.exe", {scanner.portName(), rounds});
     ASSERT_EQ(host.exitStatus, 0U) << host.output;
-    const std::string firstTen = host.output.substr(0, host.output.find('\n'));
-    ASSERT_EQ(firstTen.substr(0, 4), "10: ");
-    EXPECT_NE(firstTen.find("10: 0 handles"), 0U);
-    EXPECT_EQ(host.output, firstTen + "\n" + rounds + firstTen.substr(2) + "\n");
+    std::istringstream lines(host.output);
+    const int eventsOfTen = std::stoi(lineAt(lines, "10"));
+    const std::string holdingsOfTen = lineAt(lines, "10");
+    const int eventsOfAll = std::stoi(lineAt(lines, rounds));
+    EXPECT_EQ(lineAt(lines, rounds), holdingsOfTen);
+    // A lock of the whole process, of the library or its runtime, makes an event for itself when
+    // two threads meet at it for the first time, and keeps it.
+    constexpr int locksOfTheProcess = 4;
+    EXPECT_GE(eventsOfTen, 1);
+    EXPECT_LE(eventsOfAll, eventsOfTen + locksOfTheProcess) << host.output;
 }
 
 } // namespace

@@ -3,32 +3,51 @@
 
 #include "ridge-sdk.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <iostream>
+#include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <windows.h>
 
 #include <tlhelp32.h>
+#include <winternl.h>
 
 namespace {
 
 constexpr int roundsToWarmUp = 10;
 constexpr ridgeCaptureParameters anyFinger{0, 10000, 1};
 
-/// The system's own count of handles is not to be had everywhere.
-std::uint32_t countHandles() {
+std::string typeOf(HANDLE handle) {
+    std::array<std::byte, 1024> buffer{};
+    // The type's name comes first, and points into the buffer.
+    auto* const information = reinterpret_cast<UNICODE_STRING*>(buffer.data());
+    if (NtQueryObject(handle, ObjectTypeInformation, buffer.data(), buffer.size(), nullptr) != 0) {
+        return "unknown";
+    }
+    const std::wstring_view name(information->Buffer, information->Length / sizeof(wchar_t));
+    return {name.begin(), name.end()};
+}
+
+/// The system's own count is not to be had everywhere, and does not tell the types.
+std::map<std::string, std::uint32_t> countHandles() {
     constexpr std::uintptr_t step = 4;
     constexpr std::uintptr_t beyondAll = 0x4000;
-    std::uint32_t count = 0;
+    std::map<std::string, std::uint32_t> counts;
     for (std::uintptr_t value = step; value < beyondAll; value += step) {
+        const auto handle = reinterpret_cast<HANDLE>(value);
         DWORD flags = 0;
-        count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0 ? 1U : 0U;
+        if (GetHandleInformation(handle, &flags) != 0) {
+            ++counts[typeOf(handle)];
+        }
     }
-    return count;
+    return counts;
 }
 
 std::uint32_t countThreads() {
@@ -103,8 +122,14 @@ void captureOnce(const std::string& port, Hearing& hearing) {
 
 void report(int round) {
     awaitThreadsOfTheLibrary();
-    std::cout << round << ": " << countHandles() << " handles, " << countThreads() << " threads, "
-              << countHeapBlocks() << " blocks" << std::endl;
+    std::map<std::string, std::uint32_t> handles = countHandles();
+    std::cout << round << ": " << handles["Event"] << " events" << std::endl;
+    handles.erase("Event");
+    std::cout << round << ": " << countThreads() << " threads, " << countHeapBlocks() << " blocks";
+    for (const auto& [type, count] : handles) {
+        std::cout << ", " << count << " handles of type " << type;
+    }
+    std::cout << std::endl;
 }
 
 } // namespace
