@@ -337,6 +337,8 @@ TEST_F(LoggerInstallation, LoggerInstalledInTheMeantime_Stays_AndTheLaterOneIsDe
     logMessage('W', "file.cpp", 1, "line");
     EXPECT_EQ(firstLines.size(), 1U);
     EXPECT_TRUE(secondLines.empty());
+    // It writes into what ends here.
+    removeLogger();
 }
 
 TEST_F(LoggerInstallation, LevelOutsideDToW_IsReportedOnStandardOutput_AndInformationUsed) {
