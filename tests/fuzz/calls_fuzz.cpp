@@ -6,9 +6,11 @@
 #include "require.h"
 
 #include <array>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace {
@@ -19,6 +21,38 @@ using ridge::test::require;
 using ridge::test::smallScanner;
 
 constexpr std::array<const char*, 2> ports{"COM3", "COM4"};
+
+/// The end of a signing request.
+class CsrEnd {
+public:
+    void forget() {
+        const std::lock_guard lock(mutex);
+        here = false;
+    }
+    void wait() {
+        std::unique_lock lock(mutex);
+        came.wait(lock, [this] { return here; });
+    }
+
+    static void onCsr(const std::uint8_t*, std::uint32_t, void* end) {
+        static_cast<CsrEnd*>(end)->notify();
+    }
+    static void onError(std::int32_t status, const char*, void* end) {
+        require(status >= 2 && status <= 14);
+        static_cast<CsrEnd*>(end)->notify();
+    }
+
+private:
+    void notify() {
+        const std::lock_guard lock(mutex);
+        here = true;
+        came.notify_all();
+    }
+
+    std::mutex mutex;
+    std::condition_variable came;
+    bool here = false;
+};
 
 /// A host that never releases a session while the scanner creates a signing request.
 class Caller {
@@ -34,7 +68,7 @@ public:
         ridgeDeviceInfo info{};
         std::uint8_t* certificate = nullptr;
         std::uint32_t size = 0;
-        switch (which % 16) {
+        switch (which % 17) {
         case 0:
             check(host->connect(argument % 8 == 0 ? "COM99" : port));
             break;
@@ -81,6 +115,9 @@ public:
         case 14:
             check(ridgeDeviceSecurityCertClear(context));
             break;
+        case 15:
+            createCsr(argument);
+            break;
         default:
             host = std::make_unique<Host>();
             break;
@@ -93,8 +130,22 @@ private:
         (void)host->lastError();
     }
 
+    void createCsr(std::uint8_t argument) {
+        const std::string name(argument, 'n');
+        const ridgeCsrSubjectName subject{name.c_str(), "DE", nullptr, nullptr, nullptr, nullptr};
+        csrEnd.forget();
+        const std::int32_t status = ridgeDeviceSecurityCreateCsr(
+            host->context(), &subject, CsrEnd::onCsr, CsrEnd::onError, &csrEnd);
+        check(status);
+        if (status == RIDGE_SUCCESS) {
+            csrEnd.wait();
+        }
+    }
+
     std::string port;
     FaultyLine line;
+    /// Outlives the host: its session waits for the callback's return.
+    CsrEnd csrEnd;
     std::unique_ptr<Host> host;
 };
 
