@@ -2,19 +2,23 @@
 
 #include "session.h"
 #include "smallpicture.h"
+#include "specifiedfailures.h"
+#include "systemtext.h"
 #include "testextent.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <iostream>
 #include <regex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <windows.h>
 
 namespace ridge::test {
 namespace {
@@ -27,25 +31,33 @@ struct UnplugWalk {
     const char* direction;
 };
 
-/// Whether a host may hear this of a line that dies, whatever the system says of it.
+/// What the port says of its end, or, while it is being opened, the system alone.
+bool isFailureOfThePort(const std::string& text) {
+    static const std::regex beginning(
+        "((Serial port error( detected)?\\. (Failed to wait (for|on) port event|"
+        "Failed to read data from port)|Error (writing to device port|clearing port|"
+        "reading port settings|updating port settings|updating port timeouts|"
+        "setting port mask))\\. )?");
+    for (const DWORD error : std::initializer_list<DWORD>{
+             ERROR_FILE_NOT_FOUND, ERROR_OPERATION_ABORTED, ERROR_DEVICE_NOT_CONNECTED}) {
+        const std::string reason = systemText(error);
+        if (text.ends_with(reason)) {
+            return std::regex_match(text.substr(0, text.size() - reason.size()), beginning);
+        }
+    }
+    return false;
+}
+
+/// Whether a host may hear this of a line that dies. The operation's name stands in front.
 bool isEndOfTheLine(const ReceivedFailure& failure) {
+    const std::string text = failure.message.substr(failure.message.find(": ") + 2);
     switch (failure.status) {
     case RIDGE_SERIAL_PORT_ERROR:
-        // What the call or the worker says, or, where the port is being opened, the system alone.
-        return std::regex_match(failure.message,
-                                std::regex("[^:]*: ((Serial port error( detected)?\\. )?"
-                                           "(Failed to wait (for|on) port event|"
-                                           "Failed to read data from port|"
-                                           "Error (writing to device port|clearing port|"
-                                           "reading port settings|updating port settings|"
-                                           "updating port timeouts|setting port mask))\\. )?"
-                                           "[^.]+\\.\\s*"));
-    case RIDGE_NO_RESPONSE:
-        return std::regex_match(failure.message, std::regex("[^:]*: Timeout [a-zA-Z ]+\\."));
+        return isFailureOfThePort(text);
     case RIDGE_NOT_CONNECTED:
-        return std::regex_match(failure.message, std::regex("[^:]*: Not connected\\."));
+        return text == "Not connected.";
     default:
-        return false;
+        return isTimeout({failure.status, text});
     }
 }
 
