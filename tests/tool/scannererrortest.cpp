@@ -7,7 +7,7 @@ namespace ridge::tool {
 TEST(ScannerError, NamesActivityTextAndStatus) {
     const CommandError error = scannerError("connecting to COM7", 5, "File not found.");
     EXPECT_STREQ(error.what(), "connecting to COM7: File not found. (status 5)");
-    EXPECT_EQ(error.libraryStatus(), 5);
+    EXPECT_EQ(error.statusOfLibrary(), 5);
     EXPECT_EQ(error.exitStatus(), ExitStatus::libraryError);
 }
 

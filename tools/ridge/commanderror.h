@@ -16,7 +16,7 @@ public:
         : std::runtime_error(text), exit(exitStatus), status(libraryStatus) {}
 
     [[nodiscard]] ExitStatus exitStatus() const { return exit; }
-    [[nodiscard]] std::int32_t libraryStatus() const { return status; }
+    [[nodiscard]] std::int32_t statusOfLibrary() const { return status; }
 
 private:
     ExitStatus exit;

@@ -8,7 +8,7 @@ std::string toJsonLine(const CommandResult& result) {
         static_cast<int>(result.failure ? result.failure->exitStatus() : ExitStatus::success);
     if (result.failure) {
         json["error"] = {{"text", result.failure->what()},
-                         {"status", result.failure->libraryStatus()}};
+                         {"status", result.failure->statusOfLibrary()}};
     }
     // The scanner's texts may be anything.
     return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
