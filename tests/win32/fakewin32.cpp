@@ -10,6 +10,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <set>
 #include <thread>
@@ -104,6 +105,7 @@ struct PlannedAnswer {
     DWORD error;
     /// For waits.
     DWORD result;
+    bool outOfMemory;
 };
 
 enum class Texts { made, fixed, systems, none };
@@ -216,6 +218,9 @@ std::optional<PlannedAnswer> FakeWin32::Model::takeAnswer(Call call) {
     }
     const PlannedAnswer answer = planned->second;
     answers.erase(planned);
+    if (answer.outOfMemory) {
+        throw std::bad_alloc();
+    }
     return answer;
 }
 
@@ -719,12 +724,17 @@ FakeWin32::~FakeWin32() {
 
 void FakeWin32::fail(Call call, DWORD error, int invocation) {
     const std::lock_guard lock(modelLock);
-    model->answers[{call, model->invocations[call] + invocation}] = {error, WAIT_FAILED};
+    model->answers[{call, model->invocations[call] + invocation}] = {error, WAIT_FAILED, false};
 }
 
 void FakeWin32::answerWait(Call call, DWORD result, DWORD error) {
     const std::lock_guard lock(modelLock);
-    model->answers[{call, model->invocations[call] + 1}] = {error, result};
+    model->answers[{call, model->invocations[call] + 1}] = {error, result, false};
+}
+
+void FakeWin32::runOutOfMemory(Call call) {
+    const std::lock_guard lock(modelLock);
+    model->answers[{call, model->invocations[call] + 1}] = {ERROR_SUCCESS, WAIT_FAILED, true};
 }
 
 void FakeWin32::useSystemTexts() {

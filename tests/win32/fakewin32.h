@@ -52,6 +52,8 @@ public:
     void fail(Call call, DWORD error, int invocation = 1);
     /// As `fail`, for a wait that returns something else than WAIT_FAILED.
     void answerWait(Call call, DWORD result, DWORD error);
+    /// Throws std::bad_alloc out of the next invocation, as if memory had run out next to it.
+    void runOutOfMemory(Call call);
 
     /// Without one of the three below, each error code has the text that `textOf` returns.
     void useSystemTexts();

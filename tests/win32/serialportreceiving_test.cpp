@@ -325,6 +325,25 @@ TEST_F(SerialPortReceiving, PercentSignsInTheSystemText_StayAsTheyAre) {
     EXPECT_THAT(logLines(), Contains("E Failed to read data from port. %s%n%d"));
 }
 
+TEST_F(SerialPortReceiving, MemoryThatRunsOutAtARead_IsReported) {
+    openAndAwaitRest();
+    win32.runOutOfMemory(Call::readFile);
+    win32.arrive({1});
+    journal.await(receiveStopped);
+    EXPECT_THAT(receiveThreadEntries(),
+                ElementsAre(receiveStarted, startsWait, waitEntered, fetchesResult, reads,
+                            "E std::bad_alloc", "std::bad_alloc", receiveStopped));
+}
+
+TEST_F(SerialPortReceiving, MemoryThatRunsOutAtAWait_IsReportedAfterThePendingWaitHasEnded) {
+    win32.runOutOfMemory(Call::waitForMultipleObjects);
+    open();
+    journal.await(receiveStopped);
+    EXPECT_THAT(receiveThreadEntries(),
+                ElementsAre(receiveStarted, startsWait, waitEntered, "E std::bad_alloc", logsCancel,
+                            cancels, awaitsWaitsEnd, "std::bad_alloc", receiveStopped));
+}
+
 TEST_F(SerialPortReceiving, ErrorListenerThatThrows_LetsTheThreadEnd) {
     errors.throwAfterwards();
     openAndAwaitRest();
