@@ -2,9 +2,9 @@
 
 add_library(ridge-warnings INTERFACE)
 if(MSVC)
-  target_compile_options(ridge-warnings INTERFACE /W4 /WX /permissive-)
-  # The standard's own functions are good enough.
-  target_compile_definitions(ridge-warnings INTERFACE _CRT_SECURE_NO_WARNINGS)
+  target_compile_options(ridge-warnings INTERFACE /W4 /WX /permissive- /utf-8)
+  # The standard's own functions are good enough, and std::min and std::max are no macros.
+  target_compile_definitions(ridge-warnings INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX)
 else()
   target_compile_options(
     ridge-warnings
@@ -22,19 +22,31 @@ else()
               $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
 endif()
 
+# No path of the building machine in the files: two folders give the same bytes. Debug information
+# names sources as the source folder does.
+add_library(ridge-reproducible INTERFACE)
+if(NOT MSVC)
+  target_compile_options(
+    ridge-reproducible
+    INTERFACE "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
+              "-ffile-prefix-map=${PROJECT_BINARY_DIR}/="
+              "-fdebug-prefix-map=${PROJECT_BINARY_DIR}=.")
+endif()
+if(MINGW)
+  target_link_options(ridge-reproducible INTERFACE -Wl,--no-insert-timestamp)
+endif()
+
 add_library(ridge-options INTERFACE)
 target_compile_features(ridge-options INTERFACE cxx_std_20 c_std_11)
-target_link_libraries(ridge-options INTERFACE ridge-warnings)
-if(NOT MSVC)
-  # No path of the building machine in the files: two folders give the same bytes.
-  target_compile_options(ridge-options INTERFACE "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
-                                                 "-ffile-prefix-map=${PROJECT_BINARY_DIR}/=")
-endif()
+target_link_libraries(ridge-options INTERFACE ridge-warnings ridge-reproducible)
 if(MINGW)
   target_compile_options(ridge-options INTERFACE -fstack-protector-strong)
   target_compile_definitions(ridge-options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
-  target_link_options(ridge-options INTERFACE -static -fstack-protector-strong
-                      -Wl,--no-insert-timestamp)
+  target_link_options(ridge-options INTERFACE -static -fstack-protector-strong)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # GCC adds the stack protector's library by itself.
+    target_link_libraries(ridge-options INTERFACE ssp)
+  endif()
 endif()
 
 if(RIDGE_SANITIZE)
@@ -59,18 +71,27 @@ function(ridge_split_debug_information target)
   endif()
 endfunction()
 
-# A header-only library of the build machine. A cross compiler must not see the folder that it lies
-# in, which holds the headers of another system too: it gets a folder with this library alone.
+# A header-only library, whose headers are included from the folder `entry`. A cross compiler must
+# not see the folder of the build machine that it lies in, which holds the headers of another system
+# too: it gets a folder with this library alone. Some package managers put headers, named by further
+# arguments, beside those of others: they get their folder here.
 function(ridge_header_library target entry)
+  set(headers ${PROJECT_BINARY_DIR}/header-libraries/${target})
   find_path(
     ${target}-folder
-    NAMES ${entry}
+    NAMES ${entry} ${ARGN}
     PATHS /usr/include
     NO_CMAKE_FIND_ROOT_PATH REQUIRED)
-  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/header-libraries/${target})
-  file(CREATE_LINK ${${target}-folder}/${entry}
-       ${PROJECT_BINARY_DIR}/header-libraries/${target}/${entry} SYMBOLIC)
+  if(NOT EXISTS ${${target}-folder}/${entry})
+    foreach(header IN LISTS ARGN)
+      file(COPY ${${target}-folder}/${header} DESTINATION ${headers}/${entry})
+    endforeach()
+  elseif(CMAKE_HOST_WIN32)
+    set(headers ${${target}-folder})
+  else()
+    file(MAKE_DIRECTORY ${headers})
+    file(CREATE_LINK ${${target}-folder}/${entry} ${headers}/${entry} SYMBOLIC)
+  endif()
   add_library(${target} INTERFACE)
-  target_include_directories(${target} SYSTEM
-                             INTERFACE ${PROJECT_BINARY_DIR}/header-libraries/${target})
+  target_include_directories(${target} SYSTEM INTERFACE ${headers})
 endfunction()

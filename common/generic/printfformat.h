@@ -4,7 +4,7 @@
 #include <string>
 
 /// Lets the compiler check a printf-style format against its arguments, where it can.
-#if defined(__MINGW32__)
+#if defined(__MINGW32__) && !defined(__clang__)
 #define RIDGE_PRINTF_FORMAT(formatIndex, firstArgument)                                            \
     [[gnu::format(gnu_printf, formatIndex, firstArgument)]]
 #elif defined(__GNUC__)
