@@ -201,7 +201,8 @@ typedef struct ridgeCaptureResult {
  * host-assisted capture that shows images, calls it for each image that makes no sense
  * (#RIDGE_MALFORMED_DATA, "Invalid capture data") and goes on. To a host-assisted capture such an
  * image is like one that was shown: if the image before it was rejected, so is this one; if it is
- * the first, a verdict is awaited, and rejecting it brings the next.
+ * the first, a verdict is awaited, and rejecting it brings the next. Other failures with
+ * #RIDGE_MALFORMED_DATA, such as "Invalid stream data length 10", do end it: tell them by the text.
  *
  * A stop that the scanner does not confirm is a failure too, see ridgeStopCapture().
  *
