@@ -28,6 +28,8 @@ public:
     /// Writes a line to the program's standard input.
     void writeLine(const std::string& line);
     void endInput() { input.reset(); }
+    /// Signalled when the program has ended.
+    [[nodiscard]] HANDLE handle() const { return process->handle(); }
     /// Ends the program as a crash would.
     void kill() { process->kill(); }
     /// Waits for the program's end and that of its output, and gives its exit status.
