@@ -29,9 +29,9 @@
  * and ridgeIsConnected().
  *
  * Callbacks. Captures, streams and signing requests run on a worker thread of the library, one per
- * context, and call back on it, one call at a time. A callback may call
- * ridgeHostAssistedCaptureSetResult() and ridgeIsConnected() with its context, and no other
- * function: ridgeStopCapture(), ridgeDisconnect() and ridgeFreeDeviceContext() would wait for the
+ * context, and call back on it, one call at a time. With its own context, a callback may call
+ * ridgeHostAssistedCaptureSetResult() and ridgeIsConnected(), and no other function:
+ * ridgeStopCapture(), ridgeDisconnect() and ridgeFreeDeviceContext() would wait for the
  * callback itself to return, and the others belong to the thread that uses the context. For the
  * same reason a callback must not wait for a thread that may be inside one of these three functions
  * (by SendMessage(), say, or for a lock that the thread holds): post, do not send. From a signing
@@ -125,6 +125,7 @@ typedef struct ridgeDeviceEntry {
 typedef struct ridgeDeviceList {
     /** `count` entries one after the other; NULL when there are none. */
     const ridgeDeviceEntry* devices;
+    /** Number of entries. */
     uint32_t count;
     /** The library's own; leave it alone. */
     void* internal;
@@ -136,15 +137,15 @@ typedef struct ridgeDeviceList {
  * before text5 and text4.
  */
 typedef struct ridgeDeviceInfo {
-    const char* text1;
-    const char* text2;
-    const char* text3;
-    const char* text6;
-    const char* text5;
-    const char* text4;
-    const char* text7;
-    uint16_t value1;
-    uint16_t value2;
+    const char* text1; /**< The first text. */
+    const char* text2; /**< The second text. */
+    const char* text3; /**< The third text. */
+    const char* text6; /**< The sixth text. */
+    const char* text5; /**< The fifth text. */
+    const char* text4; /**< The fourth text. */
+    const char* text7; /**< The seventh text. */
+    uint16_t value1;   /**< The first value. */
+    uint16_t value2;   /**< The second value. */
     /** Bits 0 to 4 are the scanner's five features; all other bits are 0. */
     uint32_t features;
 } ridgeDeviceInfo;
@@ -187,10 +188,12 @@ typedef struct ridgeCaptureResult {
     uint32_t trailerSize;
     /** Bytes that the scanner adds to a captured image. */
     const uint8_t* trailer;
-    /** The scanner's flags, 0 or 1 each. */
+    /** The scanner's first flag, 0 or 1. */
     uint8_t flagA;
+    /** The scanner's second flag, 0 or 1. */
     uint8_t flagB;
-    /** Has a meaning only when flagB is set, and is 0 otherwise. */
+    /** The scanner's third flag, 0 or 1. Has a meaning only when flagB is set, and is 0 otherwise.
+     */
     uint8_t flagC;
 } ridgeCaptureResult;
 
@@ -436,7 +439,8 @@ RIDGE_API int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* conte
  * first, or nothing runs, the session stays; the next function that looks reports the failure
  * (#RIDGE_SERIAL_PORT_ERROR). Either way the remedy is ridgeDisconnect() and a new connect.
  *
- * Does not block.
+ * Any thread while the context is connected (see Contexts above), callbacks included. Does not
+ * block.
  *
  * @param context  the context; may be NULL
  * @return 1 when connected, 0 otherwise
@@ -555,9 +559,15 @@ RIDGE_API int32_t ridgeStartCapture(ridgeDeviceContext* context,
  * (the scanner may report a "Capture timeout" after an accepted image), or ridgeStopCapture() ends
  * it. eventCallback is not called.
  *
- * Does not block. Parameters and status codes are those of ridgeStartCapture(), in the same order;
- * captureTimeout is checked though it is not used. A captureOption of 0 is refused by the worker
- * (errorCallback, #RIDGE_PROTOCOL_ERROR, "Failed to start host assisted capture (1).").
+ * Does not block. A captureOption of 0 is refused by the worker (errorCallback,
+ * #RIDGE_PROTOCOL_ERROR, "Failed to start host assisted capture (1).").
+ *
+ * @param context      the context
+ * @param parameters   what to capture; copied. captureTimeout is checked though it is not used
+ * @param block        NULL, or exactly 256 bytes that are handed to the scanner; copied
+ * @param callbacks    where to report to; copied
+ * @param userContext  handed to every callback unchanged; may be NULL
+ * @return the codes of ridgeStartCapture(), in the same order
  */
 RIDGE_API int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
                                                 const ridgeCaptureParameters* parameters,
@@ -650,7 +660,12 @@ RIDGE_API int32_t ridgeDeviceSecuritySetKey(ridgeDeviceContext* context, const u
 /**
  * Makes the scanner forget its device key, then reads its information anew.
  *
- * As ridgeDeviceSecuritySetKey() in all else; its time-out reads "Timeout clearing device key.".
+ * Blocks, and leaves texts of ridgeGetInfo() invalid, as ridgeDeviceSecuritySetKey() does.
+ *
+ * @param context  a connected context
+ * @return #RIDGE_NULL_ARGUMENT  context is NULL
+ * @return the other codes of ridgeDeviceSecuritySetKey(); the time-out reads "Timeout clearing
+ *         device key."
  */
 RIDGE_API int32_t ridgeDeviceSecurityClearKey(ridgeDeviceContext* context);
 
@@ -704,8 +719,12 @@ RIDGE_API int32_t ridgeDeviceSecurityCertSet(ridgeDeviceContext* context,
  * Makes the scanner forget its certificate and the keys that belong to it, then reads its
  * information anew.
  *
- * As ridgeDeviceSecuritySetKey() in all else; its time-out reads "Timeout clearing certificate and
- * keys.".
+ * Blocks, and leaves texts of ridgeGetInfo() invalid, as ridgeDeviceSecuritySetKey() does.
+ *
+ * @param context  a connected context
+ * @return #RIDGE_NULL_ARGUMENT  context is NULL
+ * @return the other codes of ridgeDeviceSecuritySetKey(); the time-out reads "Timeout clearing
+ *         certificate and keys."
  */
 RIDGE_API int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context);
 
