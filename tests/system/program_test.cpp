@@ -3,6 +3,7 @@
 #include "childprocess.h"
 #include "host.h"
 #include "simulatorprocess.h"
+#include "temporaryfolder.h"
 
 #include <gtest/gtest.h>
 
@@ -10,34 +11,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <sstream>
 
 namespace ridge::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// A folder that goes with the test.
-class TemporaryFolder {
-public:
-    TemporaryFolder()
-        : path(fs::temp_directory_path() /
-               ("ridge-" + std::to_string(GetCurrentProcessId()) + "-" +
-                testing::UnitTest::GetInstance()->current_test_info()->name())) {
-        fs::create_directories(path);
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    [[nodiscard]] std::string file(const std::string& name) const { return (path / name).string(); }
-
-private:
-    fs::path path;
-};
 
 bool isPng(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -127,6 +107,29 @@ TEST(RidgeProgram, Stream_LeavesTheWantedNumberOfPictures) {
     EXPECT_TRUE(isPng(folder.file("images/image-0001.png")));
     EXPECT_TRUE(isPng(folder.file("images/image-0003.png")));
     EXPECT_FALSE(fs::exists(folder.file("images/image-0004.png")));
+}
+
+TEST(RidgeProgram, ShownCapture_IsDrawnWithoutEscapeSequencesWhereThereIsNoTerminal) {
+    SimulatorProcess scanner({"--baud", "0"});
+    const TemporaryFolder folder;
+    const ProgramResult result =
+        runProgram("ridge.exe", {"capture", "--port", scanner.portName(), "--show", "-o",
+                                 folder.file("finger.png")});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    const std::regex drawnLine("[@%#*+=:. -]{40,80}");
+    std::istringstream lines(result.output);
+    int drawnLines = 0;
+    for (std::string line; std::getline(lines, line);) {
+        drawnLines += std::regex_match(line, drawnLine) ? 1 : 0;
+    }
+    EXPECT_GT(drawnLines, 30) << result.output;
+}
+
+TEST(RidgeProgram, Completion_PrintsAScriptForTheShell) {
+    const ProgramResult result = runProgram("ridge.exe", {"completion", "bash"});
+    EXPECT_EQ(result.exitStatus, 0UL) << result.output;
+    EXPECT_NE(result.output.find("\ncomplete -F _ridge ridge ridge.exe\n"), std::string::npos)
+        << result.output;
 }
 
 TEST(RidgeProgram, SettingsThatAreWritten_AreShownFromANewConnection) {

@@ -57,7 +57,8 @@ TEST(CommandLine, EveryScannerCommand_TakesPortOrSerialNumberOrNeither) {
                                                     {"cert", "get", "-o", "cert.der"},
                                                     {"cert", "set", "cert.der"},
                                                     {"cert", "clear"},
-                                                    {"csr", "--cn", "Ann", "-o", "ann.csr"}}) {
+                                                    {"csr", "--cn", "Ann", "-o", "ann.csr"},
+                                                    {"selftest"}}) {
         const auto with = [&](const std::vector<std::string>& more) {
             std::vector<std::string> arguments = command;
             arguments.insert(arguments.end(), more.begin(), more.end());
@@ -190,6 +191,34 @@ TEST(CommandLine, Stream_TakesFolderCountAndBlock) {
     EXPECT_EQ(options.directory, "images");
     EXPECT_EQ(options.count, 12U);
     EXPECT_EQ(options.block, std::filesystem::path("b"));
+}
+
+TEST(CommandLine, Show_IsForPeople) {
+    const std::vector<std::string> capture{"capture", "-o", "f.png", "--show"};
+    EXPECT_TRUE(parsed<CaptureOptions>(capture).show);
+    EXPECT_FALSE(parsed<CaptureOptions>({"capture", "-o", "f.png"}).show);
+    EXPECT_TRUE(parsed<StreamOptions>({"stream", "-o", "d", "--count", "1", "--show"}).show);
+    EXPECT_EQ(usageError({"capture", "-o", "f.png", "--show", "--json"}),
+              "--show does not go with --json");
+    EXPECT_EQ(usageError({"--json", "stream", "-o", "d", "--count", "1", "--show"}),
+              "--show does not go with --json");
+}
+
+TEST(CommandLine, SelfTest_DoesNoHarmUnlessTold) {
+    const auto options = parsed<SelfTestOptions>({"selftest"});
+    EXPECT_EQ(options.report, "ridge-selftest.md");
+    EXPECT_FALSE(options.yes);
+    EXPECT_FALSE(options.unplugging);
+    EXPECT_FALSE(options.security);
+}
+
+TEST(CommandLine, SelfTest_TakesEveryOption) {
+    const auto options = parsed<SelfTestOptions>(
+        {"selftest", "-o", "r.md", "--yes", "--with-unplugging", "--with-security"});
+    EXPECT_EQ(options.report, "r.md");
+    EXPECT_TRUE(options.yes);
+    EXPECT_TRUE(options.unplugging);
+    EXPECT_TRUE(options.security);
 }
 
 TEST(CommandLine, GlobalOptions_MayStandBeforeAndAfterTheCommand) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -47,23 +48,35 @@ std::int32_t connect(ridgeDeviceContext& context, const std::string& call) {
     return result(context, library->connectStatus);
 }
 
-std::int32_t start(ridgeDeviceContext& context, const std::string& call, const std::uint8_t* block,
+std::int32_t start(ridgeDeviceContext& context, const std::string& call,
+                   const ridgeCaptureParameters* parameters, const std::uint8_t* block,
                    const ridgeCaptureCallbacks& callbacks, void* userContext) {
     library->calls.push_back(call);
+    if (context.worker && !context.worker->hasEnded()) {
+        context.error = "Capture is active.";
+        return RIDGE_CAPTURE_ACTIVE;
+    }
+    if (parameters != nullptr) {
+        library->parameters = *parameters;
+    }
     if (block != nullptr) {
         library->block.assign(block, block + 256);
     }
     if (library->startStatus == RIDGE_SUCCESS) {
-        context.worker = std::make_unique<FakeWorker>(callbacks, userContext);
-        context.thread = std::thread(library->operation, std::ref(*context.worker));
+        context.worker = std::make_unique<FakeWorker>(call, callbacks, userContext);
+        context.thread = std::thread([&worker = *context.worker] {
+            library->operation(worker);
+            worker.end();
+        });
     }
     return result(context, library->startStatus);
 }
 
 } // namespace
 
-FakeWorker::FakeWorker(const ridgeCaptureCallbacks& operationCallbacks, void* context)
-    : callbacks(operationCallbacks), userContext(context) {}
+FakeWorker::FakeWorker(std::string operationName, const ridgeCaptureCallbacks& operationCallbacks,
+                       void* context)
+    : name(std::move(operationName)), callbacks(operationCallbacks), userContext(context) {}
 
 void FakeWorker::event(std::uint32_t elapsedMilliseconds) {
     callbacks.eventCallback(userContext, elapsedMilliseconds);
@@ -115,6 +128,16 @@ void FakeWorker::waitForStop() {
     changed.wait(lock, [this] { return stopped; });
 }
 
+bool FakeWorker::hasEnded() {
+    const std::lock_guard lock(mutex);
+    return ended;
+}
+
+void FakeWorker::end() {
+    const std::lock_guard lock(mutex);
+    ended = true;
+}
+
 void FakeWorker::giveVerdict(bool accepted) {
     {
         const std::lock_guard lock(mutex);
@@ -151,6 +174,9 @@ const char* ridgeGetSdkVersion() {
 
 std::int32_t ridgeSetLogger(std::int32_t level, ridgeLogCallback callback, void* userContext) {
     library->logLevel = level;
+    library->log = [=](std::int32_t lineLevel, const char* line) {
+        callback(lineLevel, line, userContext);
+    };
     callback(level, "[a line of the log]", userContext);
     return RIDGE_SUCCESS;
 }
@@ -198,6 +224,17 @@ std::int32_t ridgeConnect(const ridgeDeviceEntry* device, ridgeDeviceContext* co
 std::int32_t ridgeConnectCOM(const char* comPort, ridgeDeviceContext* context) {
     return connect(*context, std::string("connect ") + comPort);
 }
+
+std::uint8_t ridgeIsConnected(const ridgeDeviceContext* context) {
+    return context->connected ? 1 : 0;
+}
+
+void ridgeDisconnect(ridgeDeviceContext* context) {
+    library->calls.emplace_back("disconnect");
+    context->stop();
+    context->connected = false;
+}
+
 std::int32_t ridgeGetInfo(ridgeDeviceContext* context, ridgeDeviceInfo* info) {
     *info = library->info;
     return context->connected ? RIDGE_SUCCESS : RIDGE_NOT_CONNECTED;
@@ -210,6 +247,10 @@ std::int32_t ridgeSettingsGet(ridgeDeviceContext* context, ridgeDeviceSettings* 
 
 std::int32_t ridgeSettingsSet(ridgeDeviceContext* context, const ridgeDeviceSettings* settings) {
     library->calls.emplace_back("write settings");
+    if (settings->rotation > 3) {
+        context->error = "Invalid rotation angle " + std::to_string(settings->rotation) + ".";
+        return RIDGE_INVALID_ARGUMENT;
+    }
     library->settings = *settings;
     return result(*context, library->settingsStatus);
 }
@@ -217,8 +258,7 @@ std::int32_t ridgeSettingsSet(ridgeDeviceContext* context, const ridgeDeviceSett
 std::int32_t ridgeStartCapture(ridgeDeviceContext* context,
                                const ridgeCaptureParameters* parameters, const std::uint8_t* block,
                                const ridgeCaptureCallbacks* callbacks, void* userContext) {
-    library->parameters = *parameters;
-    return start(*context, "capture", block, *callbacks, userContext);
+    return start(*context, "capture", parameters, block, *callbacks, userContext);
 }
 
 std::int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
@@ -226,8 +266,7 @@ std::int32_t ridgeStartHostAssistedCapture(ridgeDeviceContext* context,
                                            const std::uint8_t* block,
                                            const ridgeCaptureCallbacks* callbacks,
                                            void* userContext) {
-    library->parameters = *parameters;
-    return start(*context, "host-assisted capture", block, *callbacks, userContext);
+    return start(*context, "host-assisted capture", parameters, block, *callbacks, userContext);
 }
 
 void ridgeHostAssistedCaptureSetResult(ridgeDeviceContext* context, std::uint8_t result) {
@@ -237,7 +276,7 @@ void ridgeHostAssistedCaptureSetResult(ridgeDeviceContext* context, std::uint8_t
 
 std::int32_t ridgeStartStream(ridgeDeviceContext* context, const std::uint8_t* block,
                               const ridgeCaptureCallbacks* callbacks, void* userContext) {
-    return start(*context, "stream", block, *callbacks, userContext);
+    return start(*context, "stream", nullptr, block, *callbacks, userContext);
 }
 
 std::int32_t ridgeDeviceSecuritySetKey(ridgeDeviceContext* context, const std::uint8_t* key) {
@@ -278,6 +317,7 @@ std::int32_t ridgeDeviceSecurityCertSet(ridgeDeviceContext* context,
 
 std::int32_t ridgeDeviceSecurityCertClear(ridgeDeviceContext* context) {
     library->calls.emplace_back("clear certificate");
+    library->certificate.clear();
     return result(*context, library->securityStatus);
 }
 

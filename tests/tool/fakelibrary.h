@@ -16,7 +16,10 @@ namespace ridge::test {
 /// What a running operation of the fake library does, on a thread of its own as the library does.
 class FakeWorker {
 public:
-    FakeWorker(const ridgeCaptureCallbacks& callbacks, void* userContext);
+    FakeWorker(std::string operation, const ridgeCaptureCallbacks& callbacks, void* userContext);
+
+    /// "capture", "host-assisted capture" or "stream"
+    [[nodiscard]] const std::string& operation() const { return name; }
 
     void event(std::uint32_t elapsedMilliseconds);
     void image(std::uint32_t width, std::uint32_t height, const std::vector<std::uint8_t>& bytes);
@@ -28,16 +31,20 @@ public:
     std::optional<bool> verdict();
     void waitForStop();
 
+    [[nodiscard]] bool hasEnded();
+    void end();
     void giveVerdict(bool accepted);
     void stop();
 
 private:
+    std::string name;
     ridgeCaptureCallbacks callbacks;
     void* userContext;
     std::mutex mutex;
     std::condition_variable changed;
     std::optional<bool> givenVerdict;
     bool stopped = false;
+    bool ended = false;
 };
 
 struct AttachedScanner {
@@ -85,6 +92,8 @@ public:
     ridgeCaptureParameters parameters{};
     std::vector<std::uint8_t> block;
     std::int32_t logLevel = 0;
+    /// Hands a line to the installed logger.
+    std::function<void(std::int32_t level, const char* line)> log;
     /// Lists and certificates that were handed out and not freed.
     int openLists = 0;
     int openCertificates = 0;

@@ -1,31 +1,20 @@
 #include "program.h"
 
-#include "fakelibrary.h"
 #include "hexadecimal.h"
+#include "programrun.h"
 #include "readpng.h"
 #include "scanneridentifiers.h"
-#include "temporaryfolder.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include <sstream>
 
 namespace ridge::tool {
 namespace {
 
-using test::FakeLibrary;
+using test::contains;
 using test::FakeWorker;
 using test::readFile;
 using test::readPng;
-using test::TemporaryFolder;
 using test::writeFile;
 using Bytes = std::vector<std::uint8_t>;
 using Calls = std::vector<std::string>;
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 /// Ridges: half of the pixels black, half of them white.
 Bytes stripes(std::size_t size) {
@@ -40,19 +29,8 @@ Bytes evenGrey(std::size_t size) {
     return Bytes(size, 200);
 }
 
-class Program : public testing::Test {
+class Program : public test::ProgramRun {
 protected:
-    int run(const std::vector<std::string>& arguments) {
-        std::istringstream in(input);
-        std::ostringstream out;
-        std::ostringstream err;
-        Messages messages(err);
-        const ExitStatus status = runProgram(arguments, in, out, messages, interruption);
-        output = out.str();
-        errors = err.str();
-        return static_cast<int>(status);
-    }
-
     int runCapture(std::vector<std::string> more = {}) {
         std::vector<std::string> arguments{"capture", "--port", "COM7", "-o", picture().string()};
         arguments.insert(arguments.end(), more.begin(), more.end());
@@ -66,12 +44,6 @@ protected:
         return run(arguments);
     }
 
-    /// The output as the one JSON object in one line that it must be.
-    nlohmann::json json() const {
-        EXPECT_EQ(output.find('\n'), output.size() - 1);
-        return nlohmann::json::parse(output);
-    }
-
     std::filesystem::path picture() const { return folder / "finger.png"; }
     std::filesystem::path images() const { return folder / "images"; }
 
@@ -79,13 +51,6 @@ protected:
         ASSERT_EQ(library.stoppingThreads.size(), 1U);
         EXPECT_EQ(library.stoppingThreads.front(), std::this_thread::get_id());
     }
-
-    FakeLibrary library;
-    TemporaryFolder folder;
-    Interruption interruption;
-    std::string input;
-    std::string output;
-    std::string errors;
 };
 
 } // namespace
@@ -290,10 +255,11 @@ TEST_F(Program, ConnectFailureAsJson_HoldsTextAndStatus) {
 
 TEST_F(Program, OutputThatCannotBeWritten_IsAFailure) {
     std::ostringstream err;
-    Messages messages(err);
+    Messages messages(err, *clock);
     std::istringstream noInput;
     std::ostream closed(nullptr);
-    EXPECT_EQ(runProgram({"info", "--port", "COM7"}, noInput, closed, messages, interruption),
+    const Environment environment{noInput, false, closed, std::nullopt, *clock, "OS 1"};
+    EXPECT_EQ(runProgram({"info", "--port", "COM7"}, environment, messages, interruption),
               ExitStatus::otherFailure);
     EXPECT_TRUE(contains(err.str(), "standard output"));
 }
@@ -390,6 +356,37 @@ TEST_F(Program, CaptureAsJson_TellsAllAboutTheImage) {
                                         {"flagB", false},
                                         {"flagC", true}}},
                                       {"exitStatus", 0}}));
+}
+
+TEST_F(Program, ShownCapture_IsDrawnOnTheTerminal) {
+    library.operation = [](FakeWorker& worker) { worker.image(1, 2, {0, 255}); };
+    outputTerminal = Terminal{40, true};
+    EXPECT_EQ(runCapture({"--show"}), 0) << errors;
+    EXPECT_EQ(output, "\x1B[38;2;0;0;0m\x1B[48;2;255;255;255m\xE2\x96\x80\x1B[0m\n" +
+                          picture().string() + "\n");
+}
+
+TEST_F(Program, ShownCapture_OnATerminalWithoutColoursAndInAFile_HasNoEscapeSequences) {
+    library.operation = [](FakeWorker& worker) {
+        worker.image(4, 2, {0, 255, 0, 255, 0, 255, 0, 255});
+    };
+    outputTerminal = Terminal{2, false};
+    EXPECT_EQ(runCapture({"--show"}), 0) << errors;
+    EXPECT_EQ(output, "++\n" + picture().string() + "\n");
+    outputTerminal.reset();
+    EXPECT_EQ(runCapture({"--show"}), 0) << errors;
+    EXPECT_EQ(output, "@ @\n" + picture().string() + "\n");
+}
+
+TEST_F(Program, ShownStream_IsDrawnImageByImage) {
+    library.operation = [](FakeWorker& worker) {
+        worker.image(1, 2, {0, 0});
+        worker.image(1, 2, {255, 255});
+        worker.image(1, 2, {128, 128});
+        worker.waitForStop();
+    };
+    EXPECT_EQ(runStream("3", {"--show"}), 0) << errors;
+    EXPECT_EQ(output, "@\n\n=\n3 of 3 images in " + images().string() + "\n");
 }
 
 TEST_F(Program, CaptureThatSeesNoFinger_HasNoImage) {

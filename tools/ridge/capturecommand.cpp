@@ -2,6 +2,7 @@
 #include "connecting.h"
 #include "greypng.h"
 #include "hostjudge.h"
+#include "imagedrawing.h"
 #include "imagejson.h"
 #include "inputfile.h"
 #include "operation.h"
@@ -22,11 +23,6 @@ ridgeCaptureParameters captureParameters(const CaptureOptions& options) {
     return parameters;
 }
 
-/// Only this failure says that no finger came; the same status may come from the port.
-bool isCaptureTimeout(const OperationFailure& failure) {
-    return failure.status == RIDGE_TIMEOUT && failure.text == "Capture timeout";
-}
-
 CommandError captureError(const OperationFailure& failure) {
     return scannerError("capturing", failure.status, failure.text,
                         isCaptureTimeout(failure) ? ExitStatus::noImage : ExitStatus::libraryError);
@@ -35,11 +31,14 @@ CommandError captureError(const OperationFailure& failure) {
 /// Waits for the image that ends the capture.
 CapturedImage finalImage(ScannerSession& session, OperationInbox& inbox, HostJudge* judge,
                          const CommandContext& context) {
+    OperationWait wait(inbox, context);
+    std::string awaited = judge == nullptr ? "waiting for a finger" : "waiting for a good image";
     while (true) {
-        OperationMessage message = nextMessage(inbox, context);
+        OperationMessage message = wait.next(awaited);
         if (const auto* event = std::get_if<FingerEvent>(&message)) {
             context.messages.progress(
                 "event after " + seconds(std::chrono::milliseconds(event->elapsedMilliseconds)));
+            awaited = "waiting for the image";
         } else if (const auto* failure = std::get_if<OperationFailure>(&message)) {
             throw captureError(*failure);
         } else if (auto* image = std::get_if<CapturedImage>(&message)) {
@@ -48,6 +47,9 @@ CapturedImage finalImage(ScannerSession& session, OperationInbox& inbox, HostJud
                 return std::move(*image);
             }
             judge->judge(*image);
+            if (judge->hasAccepted()) {
+                awaited = "waiting for the final image";
+            }
         } else {
             stopInterrupted(session, inbox, context);
         }
@@ -81,6 +83,9 @@ CommandResult runCapture(const CaptureOptions& options, const ChosenScanner& sca
         image = finalImage(session, inbox, nullptr, context);
     }
     file->commit(encodeGreyPng(image));
+    if (options.show) {
+        show(image, context.environment);
+    }
 
     result.text = utf8FromPath(file->path()) + "\n";
     result.json["image"] = imageJson(image, file->path());

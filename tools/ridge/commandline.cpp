@@ -6,7 +6,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <map>
+#include <sstream>
 #include <utility>
 
 namespace ridge::tool {
@@ -26,10 +28,11 @@ constexpr auto exitStatusHelp =
     " or a full disk\n"
     "  130  interrupted with Ctrl-C";
 
+constexpr auto programDescription = "Drives a ridge fingerprint scanner on a serial port.";
+
 constexpr auto helpFlagHelp = "Shows this help";
 
-constexpr auto globalOptionsHelp =
-    "Options of all commands (see ridge --help): --json, --log LEVEL\n\n";
+constexpr auto globalOptionsHelp = "Options of all commands (see ridge --help): --json, --log\n\n";
 
 constexpr auto scannerChoiceHelp =
     "Neither --port nor --serial is needed when exactly one scanner is attached.\n\n";
@@ -55,11 +58,14 @@ struct Arguments {
     CertSetOptions certSet;
     CertClearOptions certClear;
     CsrOptions csr;
+    SelfTestOptions selfTest;
+    CompletionOptions completion;
     std::string certGetOutput;
     std::string certSetFile;
     std::string csrOutput;
     std::string captureOutput;
     std::string streamDirectory;
+    std::string selfTestReport = "ridge-selftest.md";
     std::string block;
     int rotation = 0;
     int option = 0;
@@ -96,12 +102,32 @@ void addBlock(CLI::App& command, std::string& block) {
         ->check(notEmpty);
 }
 
+struct Example {
+    std::string commandLine;
+    std::string explanation;
+};
+
+using Examples = std::vector<Example>;
+
+std::string examplesHelp(const Examples& examples) {
+    std::string text = "Examples:\n";
+    for (const Example& example : examples) {
+        text += "  " + example.commandLine + "\n      " + example.explanation + "\n";
+    }
+    return text + "\n";
+}
+
 CLI::App& addCommand(CLI::App& program, const std::string& name, const std::string& description,
-                     const std::string& remarks) {
+                     const std::string& remarks, const Examples& examples) {
     CLI::App& command = *program.add_subcommand(name, description)->group("Commands");
     command.set_help_flag("-h,--help", helpFlagHelp);
-    command.footer(remarks + globalOptionsHelp + exitStatusHelp);
+    command.footer(remarks + globalOptionsHelp + examplesHelp(examples) + exitStatusHelp);
     return command;
+}
+
+void addShow(CLI::App& command, bool& show, const std::string& what) {
+    command.add_flag("--show", show, what + ", as wide as the\nterminal; not with --json")
+        ->option_text(" ");
 }
 
 std::string hostAssistedHelp() {
@@ -115,12 +141,17 @@ std::string hostAssistedHelp() {
 }
 
 void addList(CLI::App& program) {
-    addCommand(program, "list", "Lists the attached scanners.", "");
+    addCommand(program, "list", "Lists the attached scanners.", "",
+               {{"ridge list", "shows a table of them"},
+                {"ridge list --json", "lists them for a script"}});
 }
 
 void addInfo(CLI::App& program, Arguments& arguments) {
     CLI::App& command =
-        addCommand(program, "info", "Shows what the scanner says about itself.", scannerChoiceHelp);
+        addCommand(program, "info", "Shows what the scanner says about itself.", scannerChoiceHelp,
+                   {{"ridge info", "asks the only scanner that is attached"},
+                    {"ridge info --serial RS-000007", "asks the one with that serial number"},
+                    {"ridge info --port COM7 --log debug", "shows the library's log as well"}});
     addScannerChoice(command, arguments.info.scanner);
 }
 
@@ -129,7 +160,10 @@ void addSettings(CLI::App& program, Arguments& arguments) {
         addCommand(program, "settings",
                    "Shows the scanner's settings, or writes them: then a new connection\n"
                    "reads and shows them.",
-                   scannerChoiceHelp);
+                   scannerChoiceHelp,
+                   {{"ridge settings", "shows the settings"},
+                    {"ridge settings --rotation 2 --option 1", "writes both"},
+                    {"ridge settings --rotation 0", "writes one and leaves the other"}});
     addScannerChoice(command, arguments.settings.scanner);
     command.add_option("--rotation", arguments.rotation, "Rotation code of the images, 0 to 3")
         ->option_text("N")
@@ -144,7 +178,14 @@ void addCapture(CLI::App& program, Arguments& arguments) {
     CLI::App& command =
         addCommand(program, "capture",
                    "Captures one image of a finger and stores it as a PNG file (8-bit grey).",
-                   scannerChoiceHelp + hostAssistedHelp());
+                   scannerChoiceHelp + hostAssistedHelp(),
+                   {{"ridge capture -o finger.png", "waits 10 seconds for a finger"},
+                    {"ridge capture -o finger.png --show", "draws the image in the terminal, too"},
+                    {"ridge capture -o left/thumb.png --finger 6 --timeout 30000",
+                     "tells the scanner the finger's position and waits half a minute"},
+                    {"ridge capture -o finger.png --host-assisted --attempts 5",
+                     "takes the first good image of five"},
+                    {"ridge capture -o finger.png --json", "tells a script about the image"}});
     addScannerChoice(command, options.scanner);
     command
         .add_option("-o,--output", arguments.captureOutput,
@@ -168,6 +209,7 @@ void addCapture(CLI::App& program, Arguments& arguments) {
                     "a host-assisted capture does not accept 0")
         ->option_text(withDefault("N", options.option));
     addBlock(command, arguments.block);
+    addShow(command, options.show, "Draws the image on standard output");
     CLI::Option* hostAssisted = command
                                     .add_flag("--host-assisted", options.hostAssisted,
                                               "This program judges the images, see below")
@@ -186,7 +228,9 @@ void addStream(CLI::App& program, Arguments& arguments) {
     CLI::App& command = addCommand(
         program, "stream",
         "Streams images and stores them as PNG files (8-bit grey): image-0001.png\nand so on.",
-        scannerChoiceHelp);
+        scannerChoiceHelp,
+        {{"ridge stream -o images --count 5", "stores images/image-0001.png to image-0005.png"},
+         {"ridge stream -o images --count 20 --show", "draws each image in the terminal, too"}});
     addScannerChoice(command, arguments.stream.scanner);
     command
         .add_option("-o,--output", arguments.streamDirectory,
@@ -199,11 +243,13 @@ void addStream(CLI::App& program, Arguments& arguments) {
         ->required()
         ->check(CLI::Range(1, 9999));
     addBlock(command, arguments.block);
+    addShow(command, arguments.stream.show, "Draws each image on standard output");
 }
 
 /// A word that is a command only together with another one.
-CLI::App& addGroup(CLI::App& program, const std::string& name, const std::string& description) {
-    CLI::App& group = addCommand(program, name, description, "");
+CLI::App& addGroup(CLI::App& program, const std::string& name, const std::string& description,
+                   const Examples& examples) {
+    CLI::App& group = addCommand(program, name, description, "", examples);
     group.get_formatter()->label("SUBCOMMAND", "COMMAND");
     group.require_subcommand(1);
     return group;
@@ -219,29 +265,41 @@ void addOutput(CLI::App& command, std::string& file, const std::string& content)
 }
 
 void addKey(CLI::App& program, Arguments& arguments) {
-    CLI::App& key = addGroup(program, "key", "Sets or clears the scanner's device key.");
+    const Example setting{"ridge key set key.bin", "gives the scanner the key in the file"};
+    const Example clearing{"ridge key clear", "makes it forget its key"};
+    CLI::App& key =
+        addGroup(program, "key", "Sets or clears the scanner's device key.", {setting, clearing});
     CLI::App& set =
         addCommand(key, "set", "Gives the scanner a device key.",
                    std::string(scannerChoiceHelp) +
                        "The key is the file's 32 bytes as they are. It is neither shown "
-                       "nor logged.\n\n");
+                       "nor logged.\n\n",
+                   {setting, {"ridge key set -", "takes the key from standard input"}});
     addScannerChoice(set, arguments.keySet.scanner);
     set.add_option("FILE", arguments.keySet.file, "File of exactly 32 bytes; - for standard input")
         ->option_text("(required)")
         ->required()
         ->check(notEmpty);
     CLI::App& clear =
-        addCommand(key, "clear", "Makes the scanner forget its device key.", scannerChoiceHelp);
+        addCommand(key, "clear", "Makes the scanner forget its device key.", scannerChoiceHelp,
+                   {clearing, {"ridge key clear --serial RS-000007", "chooses the scanner"}});
     addScannerChoice(clear, arguments.keyClear.scanner);
 }
 
 void addCert(CLI::App& program, Arguments& arguments) {
-    CLI::App& cert = addGroup(program, "cert", "Reads, sets or clears the scanner's certificate.");
+    const Example getting{"ridge cert get -o scanner.der", "stores the scanner's certificate"};
+    const Example setting{"ridge cert set scanner.der", "gives the scanner a certificate"};
+    const Example clearing{"ridge cert clear", "makes it forget its certificate and keys"};
+    CLI::App& cert = addGroup(program, "cert", "Reads, sets or clears the scanner's certificate.",
+                              {getting, setting, clearing});
     CLI::App& get =
-        addCommand(cert, "get", "Stores the scanner's certificate in a file.", scannerChoiceHelp);
+        addCommand(cert, "get", "Stores the scanner's certificate in a file.", scannerChoiceHelp,
+                   {getting, {"ridge cert get -o scanner.der --json", "tells its size, too"}});
     addScannerChoice(get, arguments.certGet.scanner);
     addOutput(get, arguments.certGetOutput, "The certificate as the scanner has it");
-    CLI::App& set = addCommand(cert, "set", "Gives the scanner a certificate.", scannerChoiceHelp);
+    CLI::App& set =
+        addCommand(cert, "set", "Gives the scanner a certificate.", scannerChoiceHelp,
+                   {setting, {"ridge cert set scanner.der --port COM7", "chooses the scanner"}});
     addScannerChoice(set, arguments.certSet.scanner);
     set.add_option("FILE", arguments.certSetFile, "File of 1 to 6000 bytes, passed on as they are")
         ->option_text("(required)")
@@ -249,7 +307,8 @@ void addCert(CLI::App& program, Arguments& arguments) {
         ->check(notEmpty);
     CLI::App& clear =
         addCommand(cert, "clear", "Makes the scanner forget its certificate and the keys with it.",
-                   scannerChoiceHelp);
+                   scannerChoiceHelp,
+                   {clearing, {"ridge cert clear --serial RS-000007", "chooses the scanner"}});
     addScannerChoice(clear, arguments.certClear.scanner);
 }
 
@@ -259,7 +318,10 @@ void addCsr(CLI::App& program, Arguments& arguments) {
         program, "csr",
         "Lets the scanner create a certificate signing request and stores it in\na file, as the "
         "scanner made it.",
-        scannerChoiceHelp);
+        scannerChoiceHelp,
+        {{"ridge csr --cn \"Front door\" -o door.csr", "with a common name alone"},
+         {"ridge csr --cn door-7 --c DE --o \"Some Company\" --ou Access -o door.csr",
+          "with more of the subject's fields"}});
     addScannerChoice(command, arguments.csr.scanner);
     command.add_option("--cn", subject.commonName, "Common name, 1 to 64 characters")
         ->option_text("NAME (required)")
@@ -275,13 +337,63 @@ void addCsr(CLI::App& program, Arguments& arguments) {
     addOutput(command, arguments.csrOutput, "The request");
 }
 
+constexpr auto selfTestHelp =
+    "The test takes a person with a finger some minutes. It says what to do, goes on after a\n"
+    "check that failed, and puts the scanner's settings back. Its report, a text in Markdown,\n"
+    "holds the versions, each check with status, text and duration, and the library's log, but\n"
+    "no image, no key and no bytes from the line. Without a person, or a terminal to press Enter\n"
+    "at, it waits for nobody and fails where a finger is needed and none comes.\n\n"
+    "With --with-security the scanner has neither device key nor certificate nor the keys that\n"
+    "belong to it in the end.\n\n"
+    "The exit status is 2 when a check failed, and 130 when the rest was skipped for Ctrl-C.\n\n";
+
+void addSelfTest(CLI::App& program, Arguments& arguments) {
+    SelfTestOptions& options = arguments.selfTest;
+    CLI::App& command = addCommand(
+        program, "selftest", "Tries the whole library with a scanner and writes a report.",
+        std::string(scannerChoiceHelp) + selfTestHelp,
+        {{"ridge selftest", "leaves its report in ridge-selftest.md"},
+         {"ridge selftest -o report.md --with-unplugging", "asks for the cable to be pulled, too"},
+         {"ridge selftest --with-security", "makes the scanner lose its key and certificate"},
+         {"ridge selftest --yes --json", "waits for nobody; tells a script about the checks"}});
+    addScannerChoice(command, options.scanner);
+    command
+        .add_option("-o,--output", arguments.selfTestReport,
+                    "The report; missing folders are made, an older file is\nreplaced")
+        ->option_text("FILE (default " + arguments.selfTestReport + ")")
+        ->check(notEmpty);
+    const auto addFlag = [&command](const char* name, bool& flag, const char* help) {
+        command.add_flag(name, flag, help)->option_text(" ");
+    };
+    addFlag("--yes", options.yes, "Does not wait for Enter to be pressed");
+    addFlag("--with-unplugging", options.unplugging, "Pulls the scanner's cable, too");
+    addFlag("--with-security", options.security, "Sets and clears device key and certificate, too");
+}
+
+void addCompletion(CLI::App& program, Arguments& arguments) {
+    CLI::App& command = addCommand(
+        program, "completion", "Prints a script that lets a shell complete the program's commands.",
+        "For bash:       source <(ridge completion bash)\n"
+        "For PowerShell: ridge completion powershell | Out-String | Invoke-Expression\n\n",
+        {{"ridge completion bash", "prints the script for bash"},
+         {"ridge completion powershell", "prints the script for PowerShell"}});
+    command.add_option("SHELL", arguments.completion.shell, "The shell")
+        ->option_text("bash|powershell (required)")
+        ->required()
+        ->check(CLI::IsMember({"bash", "powershell"}));
+}
+
 void setUp(CLI::App& program, Arguments& arguments) {
     program.get_formatter()->column_width(34);
     program.get_formatter()->label("SUBCOMMAND", "COMMAND");
     program.set_help_flag("-h,--help", helpFlagHelp);
     program.fallthrough();
     program.require_subcommand(0, 1);
-    program.footer(std::string("ridge COMMAND --help shows a command's options.\n\n") +
+    program.footer("ridge COMMAND --help shows a command's options and examples.\n\n" +
+                   examplesHelp({{"ridge list", "shows the scanners that are attached"},
+                                 {"ridge capture -o finger.png", "captures an image of a finger"},
+                                 {"ridge selftest", "tries the library with a scanner"},
+                                 {"ridge --version", "shows the versions"}}) +
                    exitStatusHelp);
     program.add_flag("--version", arguments.version,
                      "Shows the versions of this program and of the library, and the\n"
@@ -291,9 +403,8 @@ void setUp(CLI::App& program, Arguments& arguments) {
                      "one JSON object");
     program
         .add_option("--log", arguments.logLevel,
-                    "Shows the library's log on standard error from a level on:\n"
-                    "debug, info, warning or error")
-        ->option_text("LEVEL")
+                    "Shows the library's log on standard error from a level on")
+        ->option_text("debug|info|warning|error")
         ->check(CLI::IsMember(logLevels()));
     addList(program);
     addInfo(program, arguments);
@@ -303,6 +414,8 @@ void setUp(CLI::App& program, Arguments& arguments) {
     addKey(program, arguments);
     addCert(program, arguments);
     addCsr(program, arguments);
+    addSelfTest(program, arguments);
+    addCompletion(program, arguments);
 }
 
 /// The command that was asked for, or the program where there is none.
@@ -356,6 +469,48 @@ CaptureOptions captureOptions(const CLI::App& command, const Arguments& argument
     return options;
 }
 
+OptionModel optionModel(const CLI::Option& option) {
+    OptionModel model;
+    for (const std::string& name : option.get_snames()) {
+        model.names.push_back("-" + name);
+    }
+    for (const std::string& name : option.get_lnames()) {
+        model.names.push_back("--" + name);
+    }
+    model.description = option.get_description();
+    if (option.get_items_expected_max() == 0) {
+        return model;
+    }
+    // What stands for the value in the help, or beside the name of a value that stands by itself.
+    const std::string& text = option.get_option_text();
+    const std::string notation = text.substr(0, text.find(' '));
+    if (notation.find('|') != std::string::npos) {
+        model.value = OptionModel::Value::choice;
+        std::istringstream choices(notation);
+        for (std::string choice; std::getline(choices, choice, '|');) {
+            model.choices.push_back(choice);
+        }
+    } else if (notation == "FILE" || (model.names.empty() && option.get_name() == "FILE")) {
+        model.value = OptionModel::Value::file;
+    } else {
+        model.value = notation == "DIR" ? OptionModel::Value::folder : OptionModel::Value::text;
+    }
+    return model;
+}
+
+CommandModel modelOf(const CLI::App& command) {
+    CommandModel model;
+    model.name = command.get_name();
+    model.description = command.get_description();
+    for (const CLI::Option* option : command.get_options()) {
+        model.options.push_back(optionModel(*option));
+    }
+    for (const CLI::App* inner : command.get_subcommands([](const CLI::App*) { return true; })) {
+        model.commands.push_back(modelOf(*inner));
+    }
+    return model;
+}
+
 StreamOptions streamOptions(const CLI::App& command, const Arguments& arguments) {
     StreamOptions options = arguments.stream;
     options.directory = pathFromUtf8(arguments.streamDirectory);
@@ -366,7 +521,7 @@ StreamOptions streamOptions(const CLI::App& command, const Arguments& arguments)
 } // namespace
 
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
-    CLI::App program("Drives a ridge fingerprint scanner on a serial port.", "ridge");
+    CLI::App program(programDescription, "ridge");
     Arguments parsed;
     setUp(program, parsed);
     try {
@@ -415,10 +570,25 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     } else if (name == "ridge csr") {
         parsed.csr.output = pathFromUtf8(parsed.csrOutput);
         line.command = parsed.csr;
+    } else if (name == "ridge selftest") {
+        parsed.selfTest.report = pathFromUtf8(parsed.selfTestReport);
+        line.command = parsed.selfTest;
+    } else if (name == "ridge completion") {
+        line.command = parsed.completion;
     } else {
         throwUsageError(program, "a command is missing");
     }
+    if (line.json && (parsed.capture.show || parsed.stream.show)) {
+        throwUsageError(program, "--show does not go with --json");
+    }
     return line;
+}
+
+CommandModel commandModel() {
+    CLI::App program(programDescription, "ridge");
+    Arguments unused;
+    setUp(program, unused);
+    return modelOf(program);
 }
 
 } // namespace ridge::tool

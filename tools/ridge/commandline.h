@@ -1,5 +1,6 @@
 #pragma once
 
+#include "commandmodel.h"
 #include "scannerchoice.h"
 #include "scannersession.h"
 
@@ -33,6 +34,8 @@ struct CaptureOptions {
     bool hostAssisted = false;
     /// How many images a host-assisted capture rejects before it gives up.
     std::uint32_t attempts = 10;
+    /// Draw the image on the standard output.
+    bool show = false;
 };
 
 struct StreamOptions {
@@ -40,6 +43,8 @@ struct StreamOptions {
     std::filesystem::path directory;
     std::uint32_t count = 1;
     std::optional<std::filesystem::path> block;
+    /// Draw the images on the standard output.
+    bool show = false;
 };
 
 struct KeySetOptions {
@@ -72,6 +77,22 @@ struct CsrOptions {
     std::filesystem::path output;
 };
 
+struct SelfTestOptions {
+    ScannerChoice scanner;
+    std::filesystem::path report;
+    /// Do not wait for the person to press Enter.
+    bool yes = false;
+    /// Ask for the cable to be pulled.
+    bool unplugging = false;
+    /// Set and clear key and certificate.
+    bool security = false;
+};
+
+struct CompletionOptions {
+    /// "bash" or "powershell".
+    std::string shell;
+};
+
 struct ListOptions {};
 
 struct VersionRequest {};
@@ -86,11 +107,14 @@ struct CommandLine {
     std::optional<std::int32_t> logLevel;
     std::variant<HelpRequest, VersionRequest, ListOptions, InfoOptions, SettingsOptions,
                  CaptureOptions, StreamOptions, KeySetOptions, KeyClearOptions, CertGetOptions,
-                 CertSetOptions, CertClearOptions, CsrOptions>
+                 CertSetOptions, CertClearOptions, CsrOptions, SelfTestOptions, CompletionOptions>
         command;
 };
 
 /// Reads the arguments, the program's name not among them. Throws UsageError.
 [[nodiscard]] CommandLine parseCommandLine(const std::vector<std::string>& arguments);
+
+/// What the parser accepts, as its help tells it.
+[[nodiscard]] CommandModel commandModel();
 
 } // namespace ridge::tool

@@ -9,6 +9,10 @@ namespace ridge::tool {
 
 /// The commands throw CommandError, or leave it in the result when they achieved something.
 [[nodiscard]] CommandResult runList();
+[[nodiscard]] CommandResult runCompletion(const CompletionOptions& options);
+/// Looks for the scanner itself, as that is a part of the test.
+[[nodiscard]] CommandResult runSelfTest(const SelfTestOptions& options,
+                                        const CommandContext& context);
 [[nodiscard]] CommandResult runInfo(const InfoOptions& options, const ChosenScanner& scanner,
                                     const CommandContext& context);
 [[nodiscard]] CommandResult runSettings(const SettingsOptions& options,

@@ -3,29 +3,9 @@
 #include "filejson.h"
 #include "operation.h"
 #include "outputfile.h"
-#include "scannererror.h"
 #include "utf8path.h"
 
-#include <utility>
-
 namespace ridge::tool {
-namespace {
-
-/// The scanner cannot be stopped, so the session must not end before it has answered.
-std::vector<std::uint8_t> awaitRequest(OperationInbox& inbox, const CommandContext& context) {
-    while (true) {
-        OperationMessage message = nextMessage(inbox, context);
-        if (auto* request = std::get_if<SigningRequest>(&message)) {
-            return std::move(request->bytes);
-        }
-        if (const auto* failure = std::get_if<OperationFailure>(&message)) {
-            throw scannerError("creating the request", failure->status, failure->text);
-        }
-        context.messages.progress("interrupted; the scanner has to finish first");
-    }
-}
-
-} // namespace
 
 CommandResult runCsr(const CsrOptions& options, const ChosenScanner& scanner,
                      const CommandContext& context) {
@@ -37,7 +17,7 @@ CommandResult runCsr(const CsrOptions& options, const ChosenScanner& scanner,
     ScannerSession session = connectTo(scanner, context);
     session.createCsr(options.subject, inbox);
     context.messages.progress("the scanner creates the request");
-    const std::vector<std::uint8_t> request = awaitRequest(inbox, context);
+    const std::vector<std::uint8_t> request = awaitSigningRequest(inbox, context);
     context.interruption.throwIfRequested();
     file->commit(request);
 

@@ -12,8 +12,9 @@ namespace {
 ScannerSession::Key readKey(const std::string& file, const CommandContext& context) {
     ScannerSession::Key key{};
     const InputKind kind{"device key", key.size(), key.size()};
-    std::vector<std::uint8_t> bytes = file == "-" ? readInput(context.input, "standard input", kind)
-                                                  : readInput(pathFromUtf8(file), kind);
+    std::vector<std::uint8_t> bytes =
+        file == "-" ? readInput(context.environment.input, "standard input", kind)
+                    : readInput(pathFromUtf8(file), kind);
     const WipedAtEnd wiped(bytes);
     std::copy(bytes.begin(), bytes.end(), key.begin());
     return key;

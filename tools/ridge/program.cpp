@@ -104,6 +104,15 @@ public:
     CommandResult operator()(const CsrOptions& options) const {
         return runScannerCommand("csr", options, runCsr, context);
     }
+    CommandResult operator()(const SelfTestOptions& options) const {
+        return runCommand("selftest", [&](const nlohmann::ordered_json&) {
+            return runSelfTest(options, context);
+        });
+    }
+    CommandResult operator()(const CompletionOptions& options) const {
+        return runCommand("completion",
+                          [&](const nlohmann::ordered_json&) { return runCompletion(options); });
+    }
 
 private:
     const CommandContext& context;
@@ -126,15 +135,16 @@ ExitStatus show(const CommandResult& result, bool json, std::ostream& output, Me
 
 } // namespace
 
-ExitStatus runProgram(const std::vector<std::string>& arguments, std::istream& input,
-                      std::ostream& output, Messages& messages, Interruption& interruption) {
+ExitStatus runProgram(const std::vector<std::string>& arguments, const Environment& environment,
+                      Messages& messages, Interruption& interruption) {
     try {
         const CommandLine line = parseCommandLine(arguments);
         if (line.logLevel) {
             showLibraryLog(*line.logLevel, messages);
         }
-        const CommandContext context{input, messages, interruption};
-        return show(std::visit(CommandRunner(context), line.command), line.json, output, messages);
+        const CommandContext context{environment, messages, interruption, line.logLevel};
+        return show(std::visit(CommandRunner(context), line.command), line.json, environment.output,
+                    messages);
     } catch (const CommandError& failure) {
         messages.error(failure.what());
         return failure.exitStatus();

@@ -1,20 +1,18 @@
 #pragma once
 
+#include "environment.h"
 #include "exitstatus.h"
 #include "interruption.h"
 #include "messages.h"
 
-#include <istream>
-#include <ostream>
 #include <string>
 #include <vector>
 
 namespace ridge::tool {
 
-/// Runs the program with the arguments that follow its name. `input` is the standard input; results
-/// go to `output`.
-[[nodiscard]] ExitStatus runProgram(const std::vector<std::string>& arguments, std::istream& input,
-                                    std::ostream& output, Messages& messages,
+/// Runs the program with the arguments that follow its name.
+[[nodiscard]] ExitStatus runProgram(const std::vector<std::string>& arguments,
+                                    const Environment& environment, Messages& messages,
                                     Interruption& interruption);
 
 } // namespace ridge::tool

@@ -33,6 +33,14 @@ ScannerSession::ScannerSession(const ChosenScanner& scanner) : context(ridgeCrea
     check(status, "connecting to " + scanner.port());
 }
 
+bool ScannerSession::isConnected() const {
+    return ridgeIsConnected(context.get()) != 0;
+}
+
+void ScannerSession::disconnect() {
+    ridgeDisconnect(context.get());
+}
+
 ScannerInformation ScannerSession::information() {
     ridgeDeviceInfo info{};
     check(ridgeGetInfo(context.get(), &info), "reading the information");

@@ -19,6 +19,8 @@ struct ScannerInformation {
     std::uint16_t value1 = 0;
     std::uint16_t value2 = 0;
     std::uint32_t features = 0;
+
+    bool operator==(const ScannerInformation&) const = default;
 };
 
 /// The subject of a signing request, in UTF-8; what is left out is empty.
@@ -39,6 +41,10 @@ struct CsrSubject {
 class ScannerSession {
 public:
     explicit ScannerSession(const ChosenScanner& scanner);
+
+    [[nodiscard]] bool isConnected() const;
+    /// Ends the session before the object's end: stops what runs and closes the port.
+    void disconnect();
 
     [[nodiscard]] ScannerInformation information();
     /// As they were when the session was opened.

@@ -1,6 +1,7 @@
 #include "commands.h"
 #include "connecting.h"
 #include "greypng.h"
+#include "imagedrawing.h"
 #include "imagejson.h"
 #include "inputfile.h"
 #include "operation.h"
@@ -44,6 +45,9 @@ public:
         context.messages.progress("image " + std::to_string(count) + " of " +
                                   std::to_string(options.count) + ": " + sizes(image) + ", " +
                                   utf8FromPath(next->path()));
+        if (options.show) {
+            show(image, context.environment);
+        }
         if (!isComplete()) {
             next = std::make_unique<AtomicFile>(imagePath(options, count + 1));
         }
@@ -66,8 +70,10 @@ private:
 /// Stores images until there are enough of them.
 void storeImages(ScannerSession& session, OperationInbox& inbox, ImageSeries& series,
                  const CommandContext& context) {
+    OperationWait wait(inbox, context);
     while (!series.isComplete()) {
-        const OperationMessage message = nextMessage(inbox, context);
+        const OperationMessage message =
+            wait.next("waiting for image " + std::to_string(series.stored() + 1));
         if (const auto* image = std::get_if<CapturedImage>(&message)) {
             series.store(*image);
         } else if (const auto* failure = std::get_if<OperationFailure>(&message)) {
