@@ -412,7 +412,7 @@ failed:
         callBack(s, _pid);
         outcome = reported;
 over:
-        /* runWorker. Each end is one of those that are specified, and the listener has heard of it
+        /* runWorker. Each end is one of the documented ones, and the listener has heard of it
            unless it was asked for. */
 #ifdef SLOT_WITHOUT_LOCK
         atomic { lock(s, _pid); unlock(s) };

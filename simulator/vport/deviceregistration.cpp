@@ -122,12 +122,27 @@ bool isForsaken(const DeviceSet& set, SP_DEVINFO_DATA& device) {
     return port && !PortControl(*port).state().has(PortFlag::present);
 }
 
-// Wine leaves a key without a device when somebody looks at one just when it is removed.
-bool removeRemains(const DeviceSet& set, const ListedDevice& listed) {
+bool hasPortName(const DeviceSet& set, SP_DEVINFO_DATA& device) {
+    const DeviceKey key(
+        SetupDiOpenDevRegKey(set.get(), &device, DICS_FLAG_GLOBAL, 0, DIREG_DEV, KEY_READ));
+    return key.valid() && RegQueryValueExA(key.get(), "PortName", nullptr, nullptr, nullptr,
+                                           nullptr) == ERROR_SUCCESS;
+}
+
+// Wine leaves a key without a device, or a device without some or all of what belongs to it, when
+// somebody looks at one just when it is removed.
+bool isRemains(const DeviceSet& set, SP_DEVINFO_DATA& device, const ListedDevice& listed) {
+    return !hasPortName(set, device) || isForsaken(set, device) ||
+           storedPort(set, device) == listed.portNumber;
+}
+
+bool removeRemains(const ListedDevice& listed) {
+    // A set of its own: a device stays in the one that it is opened in.
+    const DeviceSet set(SetupDiCreateDeviceInfoList(&portsClass, nullptr));
     SP_DEVINFO_DATA device = emptyDevice();
     const bool isDevice = SetupDiOpenDeviceInfoA(set.get(), listed.instanceIdentifier.c_str(),
                                                  nullptr, 0, &device) != FALSE;
-    if (isDevice && !isForsaken(set, device)) {
+    if (isDevice && !isRemains(set, device, listed)) {
         return false;
     }
     const std::string key = R"(System\CurrentControlSet\Enum\)" + listed.instanceIdentifier;
@@ -142,7 +157,7 @@ bool tryCreate(const DeviceSet& set, const ListedDevice& listed, SP_DEVINFO_DATA
 void create(const DeviceSet& set, const ListedDevice& listed, SP_DEVINFO_DATA& device) {
     if (!tryCreate(set, listed, device)) {
         const DWORD error = GetLastError();
-        if (error != ERROR_DEVINST_ALREADY_EXISTS || !removeRemains(set, listed) ||
+        if (error != ERROR_DEVINST_ALREADY_EXISTS || !removeRemains(listed) ||
             !tryCreate(set, listed, device)) {
             throwSystemFailure("cannot list the device " + listed.instanceIdentifier, error);
         }

@@ -104,19 +104,19 @@ public:
     Outcome outcome;
 };
 
-Outcome connect(Host& host, const std::string& port) {
-    return Talk(host, port).outcome;
+Outcome connect(Host& host, FaultyLine& line) {
+    return Talk(host, line.port()).outcome;
 }
 
-Outcome writeSettings(Host& host, const std::string& port) {
-    Talk talk(host, port);
+Outcome writeSettings(Host& host, FaultyLine& line) {
+    Talk talk(host, line.port());
     const ridgeDeviceSettings settings{2, 1};
     talk.call([&] { return ridgeSettingsSet(host.context(), &settings); });
     return talk.outcome;
 }
 
-Outcome manageKey(Host& host, const std::string& port) {
-    Talk talk(host, port);
+Outcome manageKey(Host& host, FaultyLine& line) {
+    Talk talk(host, line.port());
     std::array<std::uint8_t, 32> key{};
     std::iota(key.begin(), key.end(), std::uint8_t{0x60});
     talk.call([&] { return ridgeDeviceSecuritySetKey(host.context(), key.data()); });
@@ -126,8 +126,8 @@ Outcome manageKey(Host& host, const std::string& port) {
     return talk.outcome;
 }
 
-Outcome manageCertificate(Host& host, const std::string& port) {
-    Talk talk(host, port);
+Outcome manageCertificate(Host& host, FaultyLine& line) {
+    Talk talk(host, line.port());
     const std::vector<std::uint8_t> certificate{0x30, 0x7C, 0x7D, 0x7E, 0x7F, 0x80};
     talk.call([&] { return ridgeDeviceSecurityCertSet(host.context(), certificate.data(), 6); });
     talk.readInformation();
@@ -142,8 +142,8 @@ Outcome manageCertificate(Host& host, const std::string& port) {
     return talk.outcome;
 }
 
-Outcome createCsr(Host& host, const std::string& port) {
-    Talk talk(host, port);
+Outcome createCsr(Host& host, FaultyLine& line) {
+    Talk talk(host, line.port());
     if (!talk.goesOn()) {
         return talk.outcome;
     }
@@ -192,46 +192,54 @@ Outcome createCsr(Host& host, const std::string& port) {
     return talk.outcome;
 }
 
-Outcome capture(Host& host, const std::string& port) {
-    Talk talk(host, port);
+Outcome capture(Host& host, FaultyLine& line) {
+    Talk talk(host, line.port());
     talk.call([&] { return host.startCapture(parameters, true); });
     talk.awaitImages(1);
     return talk.outcome;
 }
 
-Outcome hostAssistedCapture(Host& host, const std::string& port) {
+Outcome hostAssistedCapture(Host& host, FaultyLine& line) {
     int shown = 0;
     host.judgeWith([&shown](const ReceivedImage&) -> std::uint8_t { return ++shown < 2 ? 0 : 1; });
-    Talk talk(host, port);
+    Talk talk(host, line.port());
     talk.call([&] { return host.startHostAssistedCapture(parameters); });
     talk.awaitImages(3);
     return talk.outcome;
 }
 
-/// The host leaves its verdict open for a while.
-Outcome lateVerdict(Host& host, const std::string& port) {
+/// The host leaves its verdict open until the scanner has been pinged for a while.
+Outcome lateVerdict(Host& host, FaultyLine& line) {
     constexpr std::uint8_t open = 2;
+    constexpr std::uint8_t ping = 0x31;
+    constexpr int enough = 3;
     host.judgeWith([](const ReceivedImage&) { return open; });
-    Talk talk(host, port);
+    int pings = 0;
+    line.onRequest(ping, [&] {
+        if (++pings == enough) {
+            inLibrary([&] { ridgeHostAssistedCaptureSetResult(host.context(), 1); });
+        }
+    });
+    Talk talk(host, line.port());
     talk.call([&] { return host.startHostAssistedCapture(parameters); });
-    if (talk.goesOn()) {
-        host.waitForImagesOrFailure(1);
-        inLibrary([&] { ridgeHostAssistedCaptureSetResult(host.context(), 1); });
-    }
     talk.awaitImages(2);
+    line.onRequest(ping, nullptr);
+    if (talk.goesOn()) {
+        talk.outcome.received.push_back(std::to_string(pings) + " pings");
+    }
     return talk.outcome;
 }
 
-Outcome stream(Host& host, const std::string& port) {
-    Talk talk(host, port);
+Outcome stream(Host& host, FaultyLine& line) {
+    Talk talk(host, line.port());
     talk.call([&] { return host.startStream(); });
     talk.awaitImages(2);
     return talk.outcome;
 }
 
-Outcome connectToListed(Host& host, const std::string& port) {
+Outcome connectToListed(Host& host, FaultyLine& line) {
     const AttachedDevices attached(
-        {{"COM12", "0001", "Scanner", "Maker", port, scannerVendorId, scannerProductId}});
+        {{"COM12", "0001", "Scanner", "Maker", line.port(), scannerVendorId, scannerProductId}});
     ridgeDeviceList* list = nullptr;
     Talk talk(host);
     try {
@@ -246,11 +254,18 @@ Outcome connectToListed(Host& host, const std::string& port) {
     return talk.outcome;
 }
 
-Outcome disconnectDuringStream(Host& host, const std::string& port) {
-    Talk talk(host, port);
+Outcome disconnectDuringStream(Host& host, FaultyLine& line) {
+    Talk talk(host, line.port());
     talk.call([&] { return host.startStream(); });
     talk.awaitImages(1, Ending::disconnect);
     return talk.outcome;
+}
+
+/// The connect's commands and others.
+CommandNames connectAnd(const CommandNames& others) {
+    CommandNames commands{"GET DEVICE INFO", "GET DEVICE SETTINGS"};
+    commands.insert(commands.end(), others.begin(), others.end());
+    return commands;
 }
 
 } // namespace
@@ -270,20 +285,27 @@ void PrintTo(const Dialogue& dialogue, std::ostream* stream) {
 }
 
 std::vector<Dialogue> allDialogues() {
-    return {{"Connect", connect},
-            {"Settings", writeSettings},
-            {"Key", manageKey},
-            {"Certificate", manageCertificate},
-            {"Csr", createCsr},
-            {"Capture", capture},
-            {"HostAssistedCapture", hostAssistedCapture},
-            {"LateVerdict", lateVerdict},
-            {"Stream", stream}};
+    return {
+        {"Connect", connect, connectAnd({})},
+        {"Settings", writeSettings, connectAnd({"SET SETTINGS"})},
+        {"Key", manageKey, connectAnd({"SET KEY", "CLEAR KEY"})},
+        {"Certificate", manageCertificate, connectAnd({"CERT SET", "CERT GET", "CERT CLEAR"})},
+        {"Csr", createCsr, connectAnd({"CREATE CSR"})},
+        {"Capture", capture, connectAnd({"START CAPTURE", "GET CAPTURE DATA", "STOP CAPTURE"})},
+        {"HostAssistedCapture", hostAssistedCapture,
+         connectAnd({"HOST ASSISTED CAPTURE START", "GET STREAM DATA",
+                     "HOST ASSISTED CAPTURE RESULT", "GET CAPTURE DATA", "STOP CAPTURE"})},
+        {"LateVerdict", lateVerdict,
+         connectAnd({"HOST ASSISTED CAPTURE START", "GET STREAM DATA", "PING",
+                     "HOST ASSISTED CAPTURE RESULT", "GET CAPTURE DATA", "STOP CAPTURE"})},
+        {"Stream", stream, connectAnd({"STREAM START", "GET STREAM DATA", "STOP CAPTURE"})},
+    };
 }
 
 std::vector<Dialogue> sameOnTheLine() {
-    return {{"ConnectToListed", connectToListed},
-            {"DisconnectDuringStream", disconnectDuringStream}};
+    return {{"ConnectToListed", connectToListed, connectAnd({})},
+            {"DisconnectDuringStream", disconnectDuringStream,
+             connectAnd({"STREAM START", "GET STREAM DATA", "STOP CAPTURE"})}};
 }
 
 simulator::ScannerConfig smallScanner() {

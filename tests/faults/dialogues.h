@@ -1,5 +1,6 @@
 #pragma once
 
+#include "documentedfailures.h"
 #include "faultyline.h"
 #include "host.h"
 
@@ -27,7 +28,9 @@ void PrintTo(const Outcome& outcome, std::ostream* stream);
 /// One thing that a host does with a scanner, from the connect on.
 struct Dialogue {
     std::string name;
-    std::function<Outcome(Host&, const std::string& port)> run;
+    std::function<Outcome(Host&, FaultyLine&)> run;
+    /// What the host may ask of the scanner meanwhile.
+    CommandNames commands;
 };
 
 void PrintTo(const Dialogue& dialogue, std::ostream* stream);

@@ -1,5 +1,6 @@
 #include "faultyline.h"
 
+#include "packet.h"
 #include "ridgeexception.h"
 #include "scannerturn.h"
 
@@ -17,8 +18,22 @@ namespace {
 
 FaultyLine::FaultyLine(const std::string& portName, simulator::ScannerConfig config,
                        std::optional<LineFault> lineFault, std::size_t piece)
-    : model(std::move(config)), fault(lineFault), pieceSize(piece), line(portName) {
+    : name(portName), model(std::move(config)), fault(lineFault), pieceSize(piece), line(portName) {
     line.onHostWrite([this](const Bytes& bytes) { onHostWrite(bytes); });
+}
+
+void FaultyLine::onRequest(std::uint8_t code, std::function<void()> action) {
+    if (!action) {
+        model.setTrace(nullptr);
+        return;
+    }
+    model.setTrace(
+        [code, act = std::move(action)](simulator::Direction direction, const Packet& packet) {
+            if (direction == simulator::Direction::fromHost && packet.type == packetTypeRequest &&
+                packet.code == code) {
+                act();
+            }
+        });
 }
 
 void FaultyLine::onHostWrite(const Bytes& bytes) {
@@ -64,6 +79,7 @@ Bytes FaultyLine::carry(Lane lane, const Bytes& bytes) {
 }
 
 void FaultyLine::send(const Bytes& bytes) {
+    longest = std::max(longest, bytes.size());
     const std::size_t piece = pieceSize == 0 ? bytes.size() : pieceSize;
     for (std::size_t begin = 0; begin < bytes.size(); begin += piece) {
         const auto from = bytes.begin() + static_cast<std::ptrdiff_t>(begin);

@@ -5,6 +5,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -36,10 +38,14 @@ public:
     FaultyLine(const std::string& portName, simulator::ScannerConfig config,
                std::optional<LineFault> fault = std::nullopt, std::size_t pieceSize = 0);
 
-    /// The bytes that have come onto a lane so far.
-    [[nodiscard]] std::size_t count(Lane lane) const {
-        return counts[static_cast<std::size_t>(lane)];
-    }
+    [[nodiscard]] const std::string& port() const { return name; }
+
+    /// What happens when the scanner has got a request of this code, before it answers; nothing
+    /// when null. Not while the host uses the line.
+    void onRequest(std::uint8_t code, std::function<void()> action);
+
+    /// The most bytes that have gone to the host at once.
+    [[nodiscard]] std::size_t longestBurst() const { return longest; }
     [[nodiscard]] bool faultHappened() const { return happened; }
 
 private:
@@ -47,11 +53,13 @@ private:
     Bytes carry(Lane lane, const Bytes& bytes);
     void send(const Bytes& bytes);
 
+    const std::string name;
     simulator::ScannerModel model;
     simulator::Time now{0};
     std::optional<LineFault> fault;
     std::size_t pieceSize;
     std::array<std::size_t, 2> counts{};
+    std::size_t longest = 0;
     bool happened = false;
     bool dead = false;
     MemoryLine line;

@@ -4,13 +4,12 @@
 #include "fakepackethandler.h"
 #include "require.h"
 #include "ridgeexception.h"
+#include "runs.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <span>
 #include <vector>
 
 namespace {
@@ -70,25 +69,16 @@ const std::vector<Question>& questions() {
 
 } // namespace
 
-/// The command, then packets: type, how the code differs from the expected one, length (2),
-/// payload.
+/// The command, then packets: type, how the code differs from the expected one, payload as a run.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t header = 4;
-    std::span<const std::uint8_t> rest(data, size);
-    if (rest.empty()) {
-        return 0;
-    }
-    const Question& question = questions()[rest[0] % questions().size()];
-    rest = rest.subspan(1);
+    ridge::test::Runs input({data, size});
+    const Question& question = questions()[input.byte() % questions().size()];
     ridge::test::FakePacketHandler packets;
-    while (rest.size() >= header) {
-        const std::size_t wanted = rest[2] * 256U + rest[3];
-        const std::size_t length = std::min({wanted, rest.size() - header, std::size_t{10000}});
-        const auto payload = rest.subspan(header, length);
-        packets.answer(rest[0] == 0 ? ridge::packetTypeResponse : rest[0],
-                       static_cast<std::uint8_t>(question.code ^ rest[1]),
-                       {payload.begin(), payload.end()});
-        rest = rest.subspan(header + length);
+    while (!input.ended()) {
+        const std::uint8_t type = input.byte();
+        const auto code = static_cast<std::uint8_t>(question.code ^ input.byte());
+        packets.answer(type == 0 ? ridge::packetTypeResponse : type, code,
+                       input.next(ridge::maxPacketPayload));
     }
     Commands commands(&packets);
     try {

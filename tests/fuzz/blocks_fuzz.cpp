@@ -1,15 +1,16 @@
 // The chunks of a capture and of a stream, through the worker.
 
 #include "fakefactory.h"
+#include "packet.h"
 #include "recordinglistener.h"
 #include "require.h"
 #include "ridgedevice.h"
 #include "ridgeexception.h"
+#include "runs.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,12 +19,14 @@ namespace {
 
 using ridge::test::require;
 
-void splitInto(ridge::test::ChunkScript& script, std::span<const std::uint8_t> bytes) {
-    while (!bytes.empty()) {
-        const std::size_t length = std::min<std::size_t>(bytes[0], bytes.size() - 1);
-        const auto chunk = bytes.subspan(1, length);
-        script.thenBytes({chunk.begin(), chunk.end()});
-        bytes = bytes.subspan(1 + length);
+/// More than the longest block has.
+constexpr std::size_t enough = 150000;
+
+void splitInto(ridge::test::ChunkScript& script, ridge::test::Runs& input) {
+    for (std::size_t left = enough; !input.ended();) {
+        const std::vector<std::uint8_t> chunk = input.next(std::min(left, ridge::maxPacketPayload));
+        left -= chunk.size();
+        script.thenBytes(chunk);
     }
 }
 
@@ -43,17 +46,15 @@ bool isExpected(const std::string& event) {
 
 } // namespace
 
-/// Capture or stream, then chunks: length (1), bytes.
+/// Capture or stream, then chunks as runs.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) {
-        return 0;
-    }
+    ridge::test::Runs input({data, size});
     ridge::test::FakeFactory factory;
     ridge::test::RecordingListener listener;
-    const bool capture = data[0] % 2 == 0;
+    const bool capture = input.byte() % 2 == 0;
     ridge::test::ChunkScript& script =
         capture ? factory.script.captureData : factory.script.streamData;
-    splitInto(script, {data + 1, size - 1});
+    splitInto(script, input);
     script.then([]() -> ridge::test::Chunk { throw RIDGE_EXCEPTION(9, "used up"); });
     ridge::RidgeDevice device("COM7", factory);
     if (capture) {

@@ -1,26 +1,57 @@
 // Any sequence of calls, on two contexts, with a simulated scanner each. The program's clock jumps,
 // so that time-outs take no time.
 
+#include "attacheddevices.h"
 #include "dialogues.h"
-#include "host.h"
+#include "logger.h"
 #include "require.h"
+#include "ridge-sdk.h"
+#include "runs.h"
+#include "scanneridentifiers.h"
 
 #include <array>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
+using ridge::test::FaultKind;
 using ridge::test::FaultyLine;
-using ridge::test::Host;
+using ridge::test::Lane;
+using ridge::test::LineFault;
 using ridge::test::require;
 using ridge::test::smallScanner;
 
 constexpr std::array<const char*, 2> ports{"COM3", "COM4"};
+/// Arguments whose meaning is the same in every call.
+constexpr std::uint8_t noContext = 0x7F;
+constexpr std::uint8_t nothingGiven = 0x7E;
+
+void requireFailure(std::int32_t status) {
+    require(status >= 2 && status <= 14);
+}
+
+void onError(std::int32_t status, const char* message, void*) {
+    requireFailure(status);
+    require(!std::string_view(message).empty());
+}
+
+void onCapture(const ridgeCaptureResult* result, void*) {
+    require(result->imageSize == 0 || result->image != nullptr);
+}
+
+void onEvent(void*, std::uint32_t) {}
+
+void onLine(std::int32_t level, const char* line, void*) {
+    require(std::string_view("DIWE").find(static_cast<char>(level)) != std::string_view::npos);
+    require(!std::string_view(line).empty());
+}
 
 /// The end of a signing request.
 class CsrEnd {
@@ -38,7 +69,7 @@ public:
         static_cast<CsrEnd*>(end)->notify();
     }
     static void onError(std::int32_t status, const char*, void* end) {
-        require(status >= 2 && status <= 14);
+        requireFailure(status);
         static_cast<CsrEnd*>(end)->notify();
     }
 
@@ -57,107 +88,227 @@ private:
 /// A host that never releases a session while the scanner creates a signing request.
 class Caller {
 public:
-    explicit Caller(const char* portName)
-        : port(portName), line(portName, smallScanner()), host(std::make_unique<Host>()) {}
+    Caller(const char* portName, std::optional<LineFault> fault)
+        : port(portName), line(portName, smallScanner(), fault),
+          context(ridgeCreateDeviceContext()) {}
+    ~Caller() {
+        ridgeFreeDeviceContext(context);
+        ridgeFreeDevices(list);
+    }
+
+    Caller(const Caller&) = delete;
+    Caller& operator=(const Caller&) = delete;
 
     void call(std::uint8_t which, std::uint8_t argument) {
-        ridgeDeviceContext* const context = host->context();
-        const std::array<std::uint8_t, 32> bytes{argument};
-        const ridgeDeviceSettings settings{argument, 1};
-        ridgeDeviceSettings readSettings{};
-        ridgeDeviceInfo info{};
-        std::uint8_t* certificate = nullptr;
-        std::uint32_t size = 0;
-        switch (which % 17) {
+        const Call now{argument == noContext ? nullptr : context, argument};
+        switch (which % 23) {
         case 0:
-            check(host->connect(argument % 8 == 0 ? "COM99" : port));
+            connect(now);
             break;
         case 1:
-            ridgeDisconnect(context);
+            ridgeDisconnect(now.context);
             break;
-        case 2:
-            check(ridgeGetInfo(context, argument % 8 == 0 ? nullptr : &info));
-            break;
-        case 3:
-            check(ridgeSettingsGet(context, &readSettings));
-            break;
-        case 4:
-            check(ridgeSettingsSet(context, &settings));
-            break;
-        case 5:
-            check(host->startCapture({argument, 1000, 1}, argument % 2 == 0));
-            break;
-        case 6:
-            check(host->startHostAssistedCapture({1, 1000, argument}));
-            break;
-        case 7:
-            check(host->startStream());
-            break;
-        case 8:
-            ridgeHostAssistedCaptureSetResult(context, argument);
-            break;
-        case 9:
-            ridgeStopCapture(context);
-            break;
-        case 10:
-            check(ridgeDeviceSecuritySetKey(context, bytes.data()));
-            break;
-        case 11:
-            check(ridgeDeviceSecurityClearKey(context));
-            break;
-        case 12:
-            check(ridgeDeviceSecurityCertSet(context, bytes.data(), argument % 40 % 33));
-            break;
-        case 13:
-            check(ridgeDeviceSecurityCertGet(context, &certificate, &size));
-            ridgeDeviceSecurityCertFree(certificate);
-            break;
-        case 14:
-            check(ridgeDeviceSecurityCertClear(context));
-            break;
-        case 15:
-            createCsr(argument);
-            break;
-        default:
-            host = std::make_unique<Host>();
+        case 2: {
+            ridgeDeviceInfo info{};
+            now.check(ridgeGetInfo(now.context, now.given(&info)));
             break;
         }
+        case 3: {
+            ridgeDeviceSettings settings{};
+            now.check(ridgeSettingsGet(now.context, now.given(&settings)));
+            break;
+        }
+        case 4: {
+            const ridgeDeviceSettings settings{argument, 1};
+            now.check(ridgeSettingsSet(now.context, now.given(&settings)));
+            break;
+        }
+        case 5: {
+            const ridgeCaptureParameters parameters{argument, 1000, 1};
+            const ridgeCaptureCallbacks callbacks{onError, onCapture,
+                                                  argument % 2 == 0 ? onEvent : nullptr};
+            now.check(ridgeStartCapture(now.context, now.given(&parameters), blockOf(argument),
+                                        now.given(&callbacks), nullptr));
+            break;
+        }
+        case 6: {
+            const ridgeCaptureParameters parameters{1, 1000, argument};
+            now.check(ridgeStartHostAssistedCapture(now.context, now.given(&parameters),
+                                                    blockOf(argument), now.given(&withoutEvents),
+                                                    nullptr));
+            break;
+        }
+        case 7:
+            now.check(ridgeStartStream(now.context, blockOf(argument), now.given(&withoutEvents),
+                                       nullptr));
+            break;
+        case 8:
+            ridgeHostAssistedCaptureSetResult(now.context, argument);
+            break;
+        case 9:
+            ridgeStopCapture(now.context);
+            break;
+        case 10:
+            now.check(ridgeDeviceSecuritySetKey(now.context, now.given(bytes.data())));
+            break;
+        case 11:
+            now.checkContextOnly(ridgeDeviceSecurityClearKey(now.context));
+            break;
+        case 12:
+            // The largest certificate has 6000 bytes.
+            now.check(
+                ridgeDeviceSecurityCertSet(now.context, now.given(bytes.data()), argument * 60U));
+            break;
+        case 13: {
+            std::uint8_t* certificate = nullptr;
+            std::uint32_t size = 0;
+            now.check(ridgeDeviceSecurityCertGet(now.context, now.given(&certificate), &size));
+            ridgeDeviceSecurityCertFree(certificate);
+            break;
+        }
+        case 14:
+            now.checkContextOnly(ridgeDeviceSecurityCertClear(now.context));
+            break;
+        case 15:
+            createCsr(now);
+            break;
+        case 16:
+            ridgeFreeDeviceContext(now.context);
+            if (now.context != nullptr) {
+                context = ridgeCreateDeviceContext();
+            }
+            break;
+        case 17:
+            ridgeFreeDevices(list);
+            list = nullptr;
+            now.checkArgumentsOnly(ridgeQueryDevices(now.given(&list)));
+            break;
+        case 18:
+            connectToListed(now);
+            break;
+        case 19:
+            ridgeFreeDevices(list);
+            list = nullptr;
+            break;
+        case 20:
+            require(ridgeIsConnected(now.context) <= (now.context == nullptr ? 0 : 1));
+            break;
+        case 21:
+            now.checkArgumentsOnly(ridgeSetLogger(levels[argument % levels.size()],
+                                                  now.isComplete() ? onLine : nullptr, nullptr));
+            break;
+        default:
+            require(!std::string_view(ridgeGetSdkVersion()).empty());
+            break;
+        }
+        (void)std::string(ridgeGetLastErrorDescription(argument == noContext ? nullptr : context));
     }
 
 private:
-    void check(std::int32_t status) {
-        require(status == RIDGE_SUCCESS || (status >= 2 && status <= 14));
-        (void)host->lastError();
+    /// What a call is given. What it requires may be left out, and then it fails.
+    struct Call {
+        ridgeDeviceContext* context;
+        std::uint8_t argument;
+
+        [[nodiscard]] bool isComplete() const { return argument != nothingGiven; }
+
+        template <typename Value>
+        Value* given(Value* value) const {
+            return isComplete() ? value : nullptr;
+        }
+
+        static void checkStatus(std::int32_t status, bool maySucceed) {
+            if (!maySucceed || status != RIDGE_SUCCESS) {
+                requireFailure(status);
+            }
+        }
+        void check(std::int32_t status) const {
+            checkStatus(status, context != nullptr && isComplete());
+        }
+        void checkContextOnly(std::int32_t status) const {
+            checkStatus(status, context != nullptr);
+        }
+        void checkArgumentsOnly(std::int32_t status) const { checkStatus(status, isComplete()); }
+    };
+
+    static const std::uint8_t* blockOf(std::uint8_t argument) {
+        return argument % 4 == 0 ? bytes.data() : nullptr;
     }
 
-    void createCsr(std::uint8_t argument) {
-        const std::string name(argument, 'n');
+    void connect(const Call& now) {
+        const char* const name = now.argument % 8 == 7 ? "COM99" : port;
+        now.check(ridgeConnectCOM(now.given(name), now.context));
+    }
+
+    /// To one of a list, to one that comes from no list, or to none.
+    void connectToListed(const Call& now) {
+        const ridgeDeviceEntry ofNoList{};
+        const ridgeDeviceEntry* device = &ofNoList;
+        if (list != nullptr && now.argument % 8 != 7) {
+            require(list->count == ports.size());
+            device = list->devices + now.argument % list->count;
+        }
+        now.check(ridgeConnect(now.given(device), now.context));
+    }
+
+    void createCsr(const Call& now) {
+        const std::string name(now.argument, 'n');
         const ridgeCsrSubjectName subject{name.c_str(), "DE", nullptr, nullptr, nullptr, nullptr};
         csrEnd.forget();
         const std::int32_t status = ridgeDeviceSecurityCreateCsr(
-            host->context(), &subject, CsrEnd::onCsr, CsrEnd::onError, &csrEnd);
-        check(status);
+            now.context, now.given(&subject), CsrEnd::onCsr, CsrEnd::onError, &csrEnd);
+        now.check(status);
         if (status == RIDGE_SUCCESS) {
             csrEnd.wait();
         }
     }
 
-    std::string port;
+    static constexpr std::array<std::uint8_t, 8000> bytes{0x30, 0x7D, 0x7E, 0x7F};
+    static constexpr std::array<std::int32_t, 5> levels{'D', 'I', 'W', 'E', 'X'};
+    static constexpr ridgeCaptureCallbacks withoutEvents{onError, onCapture, nullptr};
+
+    const char* port;
     FaultyLine line;
-    /// Outlives the host: its session waits for the callback's return.
+    /// Outlives the context: its session waits for the callback's return.
     CsrEnd csrEnd;
-    std::unique_ptr<Host> host;
+    ridgeDeviceContext* context;
+    ridgeDeviceList* list = nullptr;
 };
+
+/// What goes wrong on the first host's line: nothing, or a kind of fault at some byte.
+std::optional<LineFault> faultOf(ridge::test::Runs& input) {
+    constexpr std::array kinds{FaultKind::drop, FaultKind::doubled, FaultKind::flip,
+                               FaultKind::unplug};
+    const std::size_t choice = input.byte();
+    const std::size_t offset = input.byte();
+    if (choice % 5 == 0) {
+        return std::nullopt;
+    }
+    const std::size_t way = choice / 5;
+    // A connect takes more than 200 bytes; up to ten times as many.
+    return LineFault{kinds[choice % 5 - 1], way % 2 == 0 ? Lane::toHost : Lane::toScanner,
+                     offset * 8 + way / 2 % 8, static_cast<unsigned>(offset % 8)};
+}
 
 } // namespace
 
-/// Calls of two bytes each: which, and an argument, whose highest bit chooses the context.
+/// A fault of the first line (2), then calls of two bytes each: which, and an argument, whose
+/// highest bit chooses the context.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Caller first(ports[0]);
-    Caller second(ports[1]);
-    for (std::size_t index = 0; index + 1 < size; index += 2) {
-        Caller& caller = data[index + 1] < 0x80 ? first : second;
-        caller.call(data[index], static_cast<std::uint8_t>(data[index + 1] & 0x7F));
+    const ridge::test::AttachedDevices attached({{"COM3", "1", "Scanner", "Maker", ports[0],
+                                                  ridge::scannerVendorId, ridge::scannerProductId},
+                                                 {"COM4", "2", "Scanner", "Maker", ports[1],
+                                                  ridge::scannerVendorId, ridge::scannerProductId},
+                                                 {"COM5", "3", "Modem", "Maker", "COM5", 1, 1}});
+    ridge::test::Runs input({data, size});
+    Caller first(ports[0], faultOf(input));
+    Caller second(ports[1], std::nullopt);
+    while (!input.ended()) {
+        const std::uint8_t which = input.byte();
+        const std::uint8_t argument = input.byte();
+        Caller& caller = argument < 0x80 ? first : second;
+        caller.call(which, static_cast<std::uint8_t>(argument & 0x7F));
     }
+    ridge::removeLogger();
     return 0;
 }

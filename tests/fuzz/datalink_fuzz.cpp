@@ -2,6 +2,7 @@
 #include "fakeserialport.h"
 #include "framecollector.h"
 #include "require.h"
+#include "runs.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -13,6 +14,10 @@ namespace {
 
 using ridge::test::require;
 using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::size_t longestFrame = 10005;
+/// Two such frames of escapes alone.
+constexpr std::size_t longestLine = 2 * (2 * longestFrame + 2);
 
 class NoErrors final : public ridge::SerialPortErrorListener {
 public:
@@ -47,15 +52,16 @@ void checkRoundTrip(const Bytes& payload) {
 
 } // namespace
 
+/// The line as runs.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const Bytes line(data, data + size);
+    const Bytes line = ridge::test::Runs({data, size}).joined(longestLine);
     const std::vector<Bytes> frames = framesOf(line, line.size() + 1);
     require(frames == framesOf(line, 1));
     require(frames == framesOf(line, 7));
     for (const Bytes& frame : frames) {
-        require(!frame.empty() && frame.size() <= 10005);
+        require(!frame.empty() && frame.size() <= longestFrame);
     }
-    if (!line.empty() && line.size() <= 10005) {
+    if (!line.empty() && line.size() <= longestFrame) {
         checkRoundTrip(line);
     }
     return 0;

@@ -1,6 +1,7 @@
 #include "packet.h"
 #include "require.h"
 #include "ridgeexception.h"
+#include "runs.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +11,9 @@
 namespace {
 
 using ridge::test::require;
+
+/// More than a packet has.
+constexpr std::size_t longest = 12000;
 
 void checkResponse(const ridge::Packet& packet, std::uint8_t expectedCode, bool requireData) {
     try {
@@ -28,11 +32,14 @@ void checkResponse(const ridge::Packet& packet, std::uint8_t expectedCode, bool 
 
 } // namespace
 
+/// A frame's content as runs.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto packet = ridge::Packet::parse(data, size);
+    const std::vector<std::uint8_t> bytes = ridge::test::Runs({data, size}).joined(longest);
+    const auto packet = ridge::Packet::parse(bytes.data(), bytes.size());
     if (packet) {
+        require(packet->data.size() <= 10000);
         // What is valid has one form only.
-        require(packet->serialize() == std::vector<std::uint8_t>(data, data + size));
+        require(packet->serialize() == bytes);
         for (const bool requireData : {false, true}) {
             checkResponse(*packet, static_cast<std::uint8_t>(packet->code & 0x7F), requireData);
             checkResponse(*packet, 0x31, requireData);

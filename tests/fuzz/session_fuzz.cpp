@@ -4,12 +4,10 @@
 #include "host.h"
 #include "memoryline.h"
 #include "require.h"
+#include "runs.h"
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 namespace {
 
@@ -18,18 +16,18 @@ using ridge::test::Host;
 using ridge::test::MemoryLine;
 using ridge::test::require;
 
+/// Of 10005 escapes.
+constexpr std::size_t longestFrame = 2 * 10005 + 2;
+
 } // namespace
 
-/// What the line answers to one write after the other: length (1), bytes.
+/// What the line answers to one write after the other: runs up to one of no length.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::span<const std::uint8_t> rest(data, size);
+    ridge::test::Runs input({data, size});
     MemoryLine line("COM3");
     line.onHostWrite([&](const Bytes&) {
-        if (!rest.empty()) {
-            const std::size_t length = std::min<std::size_t>(rest[0], rest.size() - 1);
-            const auto answer = rest.subspan(1, length);
-            rest = rest.subspan(1 + length);
-            line.deliver(Bytes(answer.begin(), answer.end()));
+        if (!input.ended()) {
+            line.deliver(input.joined(longestFrame));
         }
     });
     Host host;

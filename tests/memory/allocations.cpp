@@ -1,6 +1,7 @@
 #include "allocations.h"
 
 #include "codescope.h"
+#include "memoryline.h"
 
 #include <algorithm>
 #include <array>
@@ -19,6 +20,7 @@ class Refusal {
 public:
     void begin(std::size_t number, Extent itsExtent) {
         counted = 0;
+        portThreadStruck = false;
         extent = itsExtent;
         refused = number;
     }
@@ -26,6 +28,8 @@ public:
     void end() { refused = 0; }
 
     [[nodiscard]] bool happened() const { return counted >= refused; }
+    [[nodiscard]] std::size_t count() const { return counted; }
+    [[nodiscard]] bool struckPortThread() const { return portThreadStruck; }
 
     /// Counts an allocation; true when it is to fail.
     bool strikes() {
@@ -34,13 +38,20 @@ public:
             return false;
         }
         const std::size_t place = ++counted;
-        return place == number || (place > number && extent == Extent::fromThenOn);
+        if (place != number && (place < number || extent == Extent::once)) {
+            return false;
+        }
+        if (MemoryLine::isPortThread()) {
+            portThreadStruck = true;
+        }
+        return true;
     }
 
 private:
     /// 0: none.
     std::atomic<std::size_t> refused{0};
     std::atomic<std::size_t> counted{0};
+    std::atomic<bool> portThreadStruck{false};
     std::atomic<Extent> extent{Extent::once};
 };
 
@@ -120,6 +131,14 @@ bool AllocationRefusal::happened() const {
     return refusalOf(scope).happened();
 }
 
+std::size_t AllocationRefusal::count() const {
+    return refusalOf(scope).count();
+}
+
+bool AllocationRefusal::struckPortThread() const {
+    return refusalOf(scope).struckPortThread();
+}
+
 FreedMemory::FreedMemory() {
     freedCount = 0;
     keepsFreedMemory = true;
@@ -141,9 +160,11 @@ std::size_t allocationsOfThisThread() {
 LibraryBlocks::LibraryBlocks() : before(libraryBlocks) {}
 
 bool LibraryBlocks::areGivenBack() const {
+    // Not the monotonic clock: where a program makes it jump, ten seconds may be over at once.
+    using Clock = std::chrono::system_clock;
     constexpr std::chrono::seconds patience{10};
-    const auto end = std::chrono::steady_clock::now() + patience;
-    while (libraryBlocks != before && std::chrono::steady_clock::now() < end) {
+    const auto end = Clock::now() + patience;
+    while (libraryBlocks != before && Clock::now() < end) {
         std::this_thread::yield();
     }
     return libraryBlocks == before;

@@ -24,6 +24,12 @@ public:
     /// Whether there were as many allocations. For the current thread, ask on that thread.
     [[nodiscard]] bool happened() const;
 
+    /// How many allocations there were, refused or not.
+    [[nodiscard]] std::size_t count() const;
+
+    /// Whether one was refused to the thread of a line's port.
+    [[nodiscard]] bool struckPortThread() const;
+
 private:
     Threads scope;
 };

@@ -58,6 +58,7 @@ std::uint32_t RestlessHost::captureOnce() {
         before = receivedImages;
     }
     listening = true;
+    operation = Operation::captureOnce;
     if (ridgeStartCapture(context, &anyFinger, nullptr, &callbacks, this) != RIDGE_SUCCESS) {
         throw std::runtime_error(ridgeGetLastErrorDescription(context));
     }
@@ -70,6 +71,11 @@ std::uint32_t RestlessHost::captureOnce() {
     ridgeStopCapture(context);
     listening = false;
     return lastImageSize;
+}
+
+RestlessHost::Met RestlessHost::met() const {
+    return {imagesOf(Operation::capture), imagesOf(Operation::hostAssistedCapture),
+            imagesOf(Operation::stream), verdicts};
 }
 
 void RestlessHost::connect() {
@@ -88,11 +94,14 @@ void RestlessHost::start() {
     const ridgeCaptureCallbacks callbacks{onError, onCapture, nullptr};
     listening = true;
     std::int32_t status = RIDGE_SUCCESS;
-    switch (random(3)) {
-    case 0:
+    constexpr std::array operations{Operation::capture, Operation::hostAssistedCapture,
+                                    Operation::stream};
+    operation = operations[random(operations.size())];
+    switch (operation) {
+    case Operation::capture:
         status = ridgeStartCapture(context, &anyFinger, nullptr, &callbacks, this);
         break;
-    case 1:
+    case Operation::hostAssistedCapture:
         status = ridgeStartHostAssistedCapture(context, &anyPicture, nullptr, &callbacks, this);
         break;
     default:
@@ -148,6 +157,9 @@ void RestlessHost::giveVerdicts() {
             return;
         }
         answered = imagesToJudge;
+        if (operation == Operation::hostAssistedCapture) {
+            ++verdicts;
+        }
         ridgeHostAssistedCaptureSetResult(context, verdict);
         verdict = verdict == 0 ? 1 : 0;
     }
@@ -183,6 +195,7 @@ void RestlessHost::onCapture(const ridgeCaptureResult* result, void* userContext
     auto& host = *static_cast<RestlessHost*>(userContext);
     host.heard();
     host.lastImageSize = result->imageSize;
+    ++host.images[static_cast<std::size_t>(host.operation.load())];
     {
         const std::lock_guard lock(host.mutex);
         ++host.receivedImages;

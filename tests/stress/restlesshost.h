@@ -2,8 +2,10 @@
 
 #include "ridge-sdk.h"
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <random>
@@ -29,12 +31,25 @@ public:
     /// A whole capture from a new connection on. Returns the size of its image.
     std::uint32_t captureOnce();
 
-    [[nodiscard]] std::uint64_t callbacks() const { return calls; }
+    /// The images of the operations that startAndEnd() has ended, and the verdicts that another
+    /// thread gave during the host-assisted ones. To be asked between operations.
+    struct Met {
+        std::uint64_t captured = 0;
+        std::uint64_t assisted = 0;
+        std::uint64_t streamed = 0;
+        std::uint64_t verdicts = 0;
+    };
+    [[nodiscard]] Met met() const;
 
 private:
+    enum class Operation { captureOnce, capture, hostAssistedCapture, stream };
+
     static void onError(std::int32_t status, const char* message, void* userContext);
     static void onCapture(const ridgeCaptureResult* result, void* userContext);
 
+    [[nodiscard]] std::uint64_t imagesOf(Operation kind) const {
+        return images[static_cast<std::size_t>(kind)];
+    }
     void heard();
     void connect();
     void start();
@@ -52,6 +67,10 @@ private:
     std::string complaint;
 
     std::atomic<std::uint64_t> calls{0};
+    std::atomic<Operation> operation{Operation::captureOnce};
+    /// Of each kind of operation.
+    std::array<std::atomic<std::uint64_t>, 4> images{};
+    std::atomic<std::uint64_t> verdicts{0};
     /// Whether a callback may come.
     std::atomic<bool> listening{false};
     std::atomic<bool> heardUnasked{false};

@@ -27,7 +27,11 @@ Host::Host() : handle(inLibrary([] { return ridgeCreateDeviceContext(); })) {
 }
 
 Host::~Host() {
-    inLibrary([this] { ridgeFreeDeviceContext(handle); });
+    freeContext();
+}
+
+void Host::freeContext() {
+    inLibrary([this] { ridgeFreeDeviceContext(std::exchange(handle, nullptr)); });
 }
 
 void Host::judgeWith(std::function<std::uint8_t(const ReceivedImage&)> verdictOf) {

@@ -60,6 +60,8 @@ public:
     std::int32_t startStream(const std::uint8_t* block = nullptr);
     void stopCapture();
     void disconnect();
+    /// Before the host itself goes; what has come stays.
+    void freeContext();
 
     /// Each waits until so many have come, and returns all of them.
     std::vector<ReceivedImage> waitForImages(std::size_t count);

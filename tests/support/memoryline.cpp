@@ -41,6 +41,8 @@ struct MemoryLine::State {
 
 namespace {
 
+constinit thread_local bool onPortThread = false;
+
 std::mutex registryMutex;
 std::map<std::string, std::shared_ptr<MemoryLine::State>>& registry() {
     static std::map<std::string, std::shared_ptr<MemoryLine::State>> lines;
@@ -99,6 +101,10 @@ void MemoryLine::postFailure(const std::string& text) {
     state->changed.notify_all();
 }
 
+bool MemoryLine::isPortThread() {
+    return onPortThread;
+}
+
 bool MemoryLine::allQuiet() {
     const std::lock_guard registryLock(registryMutex);
     return std::all_of(registry().begin(), registry().end(), [](const auto& entry) {
@@ -132,6 +138,7 @@ struct DefaultSerialPort<PortName>::Private {
     }
 
     void deliverLoop(SerialPortListener& listener, SerialPortErrorListener& errorListener) {
+        test::onPortThread = true;
         std::unique_lock lock(line->mutex);
         while (true) {
             line->changed.wait(lock, [this] { return closing || !line->toHost.empty(); });

@@ -39,6 +39,9 @@ public:
     /// The same without waiting, for the use inside a host's write.
     void postFailure(const std::string& text);
 
+    /// Whether the caller is on the thread of an open port, which brings what is delivered.
+    [[nodiscard]] static bool isPortThread();
+
     /// Whether no line has anything under way to a host.
     [[nodiscard]] static bool allQuiet();
 

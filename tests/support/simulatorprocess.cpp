@@ -96,9 +96,17 @@ std::string SimulatorProcess::waitForReport(const std::string& beginning) {
     }
 }
 
+void SimulatorProcess::hearReports(std::function<void(const std::string&)> listener) {
+    const std::lock_guard lock(mutex);
+    reportListener = std::move(listener);
+}
+
 void SimulatorProcess::onReport(std::string report) {
     {
         const std::lock_guard lock(mutex);
+        if (reportListener) {
+            reportListener(report);
+        }
         lately.push_back(report);
         if (lately.size() > reportsKept) {
             lately.pop_front();

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -51,6 +52,10 @@ public:
     /// passed over are gone.
     std::string waitForReport(const std::string& beginning);
 
+    /// Hands each report to the listener too as it comes, on a thread of its own; to none if the
+    /// listener is empty. When this returns, no earlier listener is called any more.
+    void hearReports(std::function<void(const std::string&)> listener);
+
 private:
     void onReport(std::string report);
 
@@ -58,6 +63,7 @@ private:
     std::mutex mutex;
     std::condition_variable reported;
     std::deque<std::string> reports;
+    std::function<void(const std::string&)> reportListener;
     /// The last reports, taken or not.
     std::deque<std::string> lately;
     std::unique_ptr<simulator::PortControl> control;

@@ -20,7 +20,7 @@ std::string lineAt(std::istringstream& lines, const std::string& round) {
     return line.substr(std::min(line.size(), round.size() + 2));
 }
 
-TEST(Endurance, ManyRounds_LeaveAsManyHandlesThreadsAndBlocksAsTheFirstTen) {
+TEST(Endurance, ManyRounds_LeaveAsManyHandlesThreadsBlocksAndBytesAsTheFirstTen) {
     const std::string rounds = std::to_string(testExtent(60, 10000));
     const SimulatorProcess scanner(
         {"--baud", "0", "--finger-delay", "0", "--image", smallPicture()});

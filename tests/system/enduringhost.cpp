@@ -25,7 +25,8 @@ constexpr int roundsToWarmUp = 10;
 constexpr ridgeCaptureParameters anyFinger{0, 10000, 1};
 
 std::string typeOf(HANDLE handle) {
-    std::array<std::byte, 1024> buffer{};
+    constexpr std::size_t enoughForAnyName = 1024;
+    std::array<std::byte, enoughForAnyName> buffer{};
     // The type's name comes first, and points into the buffer.
     auto* const information = reinterpret_cast<UNICODE_STRING*>(buffer.data());
     if (NtQueryObject(handle, ObjectTypeInformation, buffer.data(), buffer.size(), nullptr) != 0) {
@@ -35,15 +36,20 @@ std::string typeOf(HANDLE handle) {
     return {name.begin(), name.end()};
 }
 
-/// The system's own count is not to be had everywhere, and does not tell the types.
+/// The system's own count is not to be had everywhere, and does not tell the types. Handles are
+/// given out from below: with none in the last part of the range, there is none beyond it.
 std::map<std::string, std::uint32_t> countHandles() {
     constexpr std::uintptr_t step = 4;
     constexpr std::uintptr_t beyondAll = 0x4000;
+    constexpr std::uintptr_t lastPart = 0x3000;
     std::map<std::string, std::uint32_t> counts;
     for (std::uintptr_t value = step; value < beyondAll; value += step) {
         const auto handle = reinterpret_cast<HANDLE>(value);
         DWORD flags = 0;
         if (GetHandleInformation(handle, &flags) != 0) {
+            if (value >= lastPart) {
+                throw std::runtime_error("there are more handles than can be counted");
+            }
             ++counts[typeOf(handle)];
         }
     }
@@ -66,25 +72,42 @@ std::uint32_t countThreads() {
     return count;
 }
 
-std::uint32_t countHeapBlocks() {
+struct HeapUse {
+    std::uint32_t blocks = 0;
+    std::uint64_t bytes = 0;
+};
+
+HeapUse countHeapUse() {
     constexpr DWORD mostHeaps = 64;
     std::vector<HANDLE> heaps(mostHeaps);
-    heaps.resize(GetProcessHeaps(mostHeaps, heaps.data()));
-    std::uint32_t count = 0;
+    const DWORD heapCount = GetProcessHeaps(mostHeaps, heaps.data());
+    if (heapCount > mostHeaps) {
+        throw std::runtime_error("there are more heaps than can be counted");
+    }
+    heaps.resize(heapCount);
+    HeapUse use;
     for (const HANDLE heap : heaps) {
         PROCESS_HEAP_ENTRY entry{};
         HeapLock(heap);
         while (HeapWalk(heap, &entry) != 0) {
-            count += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1U : 0U;
+            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) {
+                ++use.blocks;
+                use.bytes += entry.cbData;
+            }
         }
         HeapUnlock(heap);
     }
-    return count;
+    return use;
 }
 
-/// A thread whose work is done may still be on its way out.
+/// A thread whose work is done may still be on its way out: it is given a minute.
 void awaitThreadsOfTheLibrary() {
+    constexpr ULONGLONG patienceMs = 60000;
+    const ULONGLONG start = GetTickCount64();
     while (countThreads() > 1) {
+        if (GetTickCount64() - start > patienceMs) {
+            throw std::runtime_error("a thread of the library does not end");
+        }
         SwitchToThread();
     }
 }
@@ -125,7 +148,9 @@ void report(int round) {
     std::map<std::string, std::uint32_t> handles = countHandles();
     std::cout << round << ": " << handles["Event"] << " events" << std::endl;
     handles.erase("Event");
-    std::cout << round << ": " << countThreads() << " threads, " << countHeapBlocks() << " blocks";
+    const HeapUse use = countHeapUse();
+    std::cout << round << ": " << countThreads() << " threads, " << use.blocks << " blocks of "
+              << use.bytes << " bytes";
     for (const auto& [type, count] : handles) {
         std::cout << ", " << count << " handles of type " << type;
     }

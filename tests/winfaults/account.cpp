@@ -42,7 +42,7 @@ void Account::refuse(const Refusal& wanted) {
     const std::lock_guard lock(mutex);
     refusal = wanted;
     calls = 0;
-    refused = false;
+    strikesLeft = std::max<std::size_t>(wanted.sites.size(), 1);
 }
 
 void Account::refuseNothing() {
@@ -52,7 +52,7 @@ void Account::refuseNothing() {
 
 bool Account::hasRefused() const {
     const std::lock_guard lock(mutex);
-    return refused;
+    return strikesLeft == 0;
 }
 
 std::optional<DWORD> Account::refusalOf(CallKind kind, const CallSite& site) {
@@ -65,12 +65,37 @@ std::optional<DWORD> Account::refusalOf(CallKind kind, const CallSite& site) {
         return std::nullopt;
     }
     ++calls;
-    const bool chosen = refusal->site ? *refusal->site == site : refusal->number == calls;
-    if (refused ? !refusal->fromThenOn : !chosen) {
+    if (strikesLeft == 0) {
+        return refusal->fromThenOn ? std::optional(refusal->error) : std::nullopt;
+    }
+    const std::vector<CallSite>& wanted = refusal->sites;
+    const bool chosen =
+        wanted.empty() ? refusal->number == calls : wanted[wanted.size() - strikesLeft] == site;
+    if (!chosen) {
         return std::nullopt;
     }
-    refused = true;
+    --strikesLeft;
     return refusal->error;
+}
+
+void Account::noteRefused(const RefusedCall& call) {
+    const std::lock_guard lock(mutex);
+    refusedCalls.push_back(call);
+}
+
+std::vector<RefusedCall> Account::takeRefused() {
+    const std::lock_guard lock(mutex);
+    return std::exchange(refusedCalls, {});
+}
+
+void Account::noteLine(const std::string& line) {
+    const std::lock_guard lock(mutex);
+    lines.push_back(line);
+}
+
+std::vector<std::string> Account::takeLines() {
+    const std::lock_guard lock(mutex);
+    return std::exchange(lines, {});
 }
 
 std::map<CallKind, std::vector<CallSite>> Account::takeSites() {

@@ -26,16 +26,33 @@ struct CallSite {
     auto operator<=>(const CallSite&) const = default;
 };
 
-/// Which call fails, and how.
+/// Which calls fail, and how.
 struct Refusal {
     CallKind kind = CallKind::system;
-    /// The first call from there; without it the call with the number.
-    std::optional<CallSite> site;
+    /// The first call from each of them, one after the other: what is called only when something
+    /// has failed already stands behind that. Without any, the call with the number.
+    std::vector<CallSite> sites;
     /// Counts from 1.
     std::size_t number = 0;
-    /// All calls of the kind after it fail too.
+    /// All calls of the kind after the last one fail too.
     bool fromThenOn = false;
     DWORD error = ERROR_SUCCESS;
+};
+
+/// On whose behalf the library makes a call.
+enum class Purpose {
+    /// Of the operation that the host has asked for.
+    operation,
+    /// Of the port's own threads.
+    port,
+    /// Of nobody who would miss it: of the log, or of a runtime that has another way.
+    none
+};
+
+/// A call that was made to fail.
+struct RefusedCall {
+    CallSite site;
+    Purpose purpose = Purpose::operation;
 };
 
 /// What the library does for one host: its calls, and what it has acquired and not yet given back.
@@ -50,10 +67,17 @@ public:
 
     void refuse(const Refusal& refusal);
     void refuseNothing();
-    /// Whether a call has been refused since `refuse`.
+    /// Whether all has been refused that `refuse` was asked for.
     [[nodiscard]] bool hasRefused() const;
     /// For a call that is about to be made: the error that it fails with instead.
     std::optional<DWORD> refusalOf(CallKind kind, const CallSite& site);
+    /// Takes down a call that was refused.
+    void noteRefused(const RefusedCall& call);
+    std::vector<RefusedCall> takeRefused();
+
+    /// Takes down a line of the library's log.
+    void noteLine(const std::string& line);
+    std::vector<std::string> takeLines();
 
     /// The places that have called since the last time, each once, in the order of their first
     /// call.
@@ -74,7 +98,10 @@ public:
 private:
     std::optional<Refusal> refusal;
     std::size_t calls = 0;
-    bool refused = false;
+    /// How many calls must still be refused before all, or nothing, is.
+    std::size_t strikesLeft = 1;
+    std::vector<RefusedCall> refusedCalls;
+    std::vector<std::string> lines;
     std::map<CallKind, std::vector<CallSite>> sites;
     std::vector<HANDLE> threads;
 };

@@ -14,6 +14,9 @@ void watchImportedCalls();
 /// What the library imports and nobody has decided about: whether it can fail, and how.
 std::vector<std::string> undecidedImports();
 
+/// The function of the library that has called, as the linker names it.
+std::string callerAt(const CallSite& site);
+
 /// What was called, and by which function of the library.
 std::string describe(const CallSite& site);
 

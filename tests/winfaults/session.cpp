@@ -2,11 +2,14 @@
 
 #include "csrcaller.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <new>
 #include <ostream>
+#include <string_view>
 
 namespace ridge::test {
 namespace {
@@ -48,6 +51,9 @@ void discover(Session& session) {
     const ridgeDeviceEntry* const scanner =
         list ? findScanner(*list, session.attached().comPort()) : nullptr;
     if (scanner != nullptr) {
+        session.noteReceived(std::string("scanner ") + scanner->description + ", " +
+                             scanner->manufacturer +
+                             (*scanner->serialNumber == '\0' ? "" : ", with a serial number"));
         session.note("ridgeConnect", ridgeConnect(scanner, session.context()));
         ridgeDisconnect(session.context());
     }
@@ -55,9 +61,20 @@ void discover(Session& session) {
 
 void readInformationAndSettings(Session& session) {
     ridgeDeviceInfo info{};
-    session.note("ridgeGetInfo", ridgeGetInfo(session.context(), &info));
+    if (session.note("ridgeGetInfo", ridgeGetInfo(session.context(), &info))) {
+        // Each scanner has a serial number of its own.
+        std::string sizes;
+        for (const char* text :
+             {info.text1, info.text2, info.text3, info.text4, info.text5, info.text6, info.text7}) {
+            sizes += " " + std::to_string(std::string_view(text).size());
+        }
+        session.noteReceived("information, in characters:" + sizes);
+    }
     ridgeDeviceSettings settings{};
-    session.note("ridgeSettingsGet", ridgeSettingsGet(session.context(), &settings));
+    if (session.note("ridgeSettingsGet", ridgeSettingsGet(session.context(), &settings))) {
+        session.noteReceived("settings " + std::to_string(settings.rotation) + " " +
+                             std::to_string(settings.option));
+    }
     session.note("ridgeSettingsSet", ridgeSettingsSet(session.context(), &settings));
     ridgeDisconnect(session.context());
 }
@@ -66,29 +83,61 @@ void capture(Session& session) {
     const std::array<std::uint8_t, 256> block{1, 2, 3};
     if (session.note("ridgeStartCapture",
                      session.client().startCapture(anyFinger, true, block.data()))) {
-        session.awaitEnd("capture", 1);
+        session.awaitImages("capture", 1);
     }
     ridgeStopCapture(session.context());
+    session.noteOutcome("capture", 1);
     ridgeDisconnect(session.context());
 }
 
+/// Gives a verdict when the scanner reports that it was pinged, as it is while one is awaited.
+class AcceptAfterPing {
+public:
+    explicit AcceptAfterPing(Session& session) : scanner(session.attached()) {
+        scanner.hearReports([context = session.context()](const std::string& report) {
+            if (report.starts_with("PING")) {
+                constexpr std::uint8_t accepted = 1;
+                ridgeHostAssistedCaptureSetResult(context, accepted);
+            }
+        });
+    }
+    ~AcceptAfterPing() { scanner.hearReports({}); }
+
+    AcceptAfterPing(const AcceptAfterPing&) = delete;
+    AcceptAfterPing& operator=(const AcceptAfterPing&) = delete;
+
+private:
+    SimulatorProcess& scanner;
+};
+
+/// The first image is rejected, the second is accepted after a while.
 void assistedCapture(Session& session) {
-    session.client().judgeWith([](const ReceivedImage&) -> std::uint8_t { return 1; });
-    if (session.note("ridgeStartHostAssistedCapture",
-                     session.client().startHostAssistedCapture(anyFinger))) {
-        // The image that is judged, and the capture's own.
-        session.awaitEnd("host-assisted capture", 2);
+    constexpr std::uint8_t rejected = 0;
+    constexpr std::uint8_t open = 2;
+    // The two images that are judged, and the capture's own.
+    constexpr std::size_t images = 3;
+    session.client().judgeWith(
+        [shown = 0](const ReceivedImage&) mutable { return shown++ == 0 ? rejected : open; });
+    {
+        const AcceptAfterPing accepting(session);
+        if (session.note("ridgeStartHostAssistedCapture",
+                         session.client().startHostAssistedCapture(anyFinger))) {
+            session.awaitImages("host-assisted capture", images);
+        }
+        ridgeStopCapture(session.context());
     }
-    ridgeStopCapture(session.context());
+    session.noteOutcome("host-assisted capture", images);
     ridgeDisconnect(session.context());
 }
 
-/// The host forgets to disconnect.
+/// The host forgets to stop it and to disconnect.
 void stream(Session& session) {
+    constexpr std::size_t images = 2;
     if (session.note("ridgeStartStream", session.client().startStream())) {
-        session.awaitEnd("stream", 2);
+        session.awaitImages("stream", images);
     }
-    session.freeContext();
+    session.client().freeContext();
+    session.noteOutcome("stream", images);
 }
 
 void changeKey(Session& session) {
@@ -106,8 +155,11 @@ void changeCertificate(Session& session) {
                                             static_cast<std::uint32_t>(certificate.size())));
     std::uint8_t* copy = nullptr;
     std::uint32_t size = 0;
-    session.note("ridgeDeviceSecurityCertGet",
-                 ridgeDeviceSecurityCertGet(session.context(), &copy, &size));
+    if (session.note("ridgeDeviceSecurityCertGet",
+                     ridgeDeviceSecurityCertGet(session.context(), &copy, &size))) {
+        const bool same = std::equal(certificate.begin(), certificate.end(), copy, copy + size);
+        session.noteReceived(same ? "the certificate" : "something else");
+    }
     ridgeDeviceSecurityCertFree(copy);
     session.note("ridgeDeviceSecurityCertClear", ridgeDeviceSecurityCertClear(session.context()));
     ridgeDisconnect(session.context());
@@ -124,12 +176,15 @@ void requestSigning(Session& session) {
         for (const ReceivedFailure& failure : failures) {
             session.noteFailure("signing request", failure);
         }
+        for (const std::vector<std::uint8_t>& request : caller.requestsSoFar()) {
+            session.noteReceived(request.empty() ? "an empty request" : "a request");
+        }
     }
     ridgeDisconnect(session.context());
 }
 
 void connect(Session& session) {
-    session.connect();
+    session.note("ridgeConnectCOM", session.connect());
     ridgeDisconnect(session.context());
 }
 
@@ -143,7 +198,7 @@ bool Session::note(const std::string& call, std::int32_t status) {
 }
 
 void Session::noteFailure(const std::string& operation, const ReceivedFailure& failure) {
-    failures.push_back({failure.status, operation + ": " + failure.message});
+    failures.push_back({operation, failure});
     if (failure.status < RIDGE_INVALID_ARGUMENT || failure.status > RIDGE_UNEXPECTED_RESPONSE ||
         failure.message.empty()) {
         wrong(operation + " gave " + std::to_string(failure.status) + " \"" + failure.message +
@@ -151,13 +206,15 @@ void Session::noteFailure(const std::string& operation, const ReceivedFailure& f
     }
 }
 
-void Session::awaitEnd(const std::string& operation, std::size_t images) {
+void Session::awaitImages(const std::string& operation, std::size_t images) {
     try {
         host->waitForImagesOrFailure(images);
     } catch (const std::exception& hanging) {
         wrong(operation + " does not end: " + hanging.what());
-        return;
     }
+}
+
+void Session::noteOutcome(const std::string& operation, std::size_t images) {
     const std::vector<ReceivedFailure> reported = host->failures();
     for (const ReceivedFailure& failure : reported) {
         noteFailure(operation, failure);
@@ -165,6 +222,19 @@ void Session::awaitEnd(const std::string& operation, std::size_t images) {
     if (reported.size() > 1) {
         wrong(operation + " failed more than once");
     }
+    std::vector<ReceivedImage> shown = host->images();
+    shown.resize(std::min(shown.size(), images));
+    for (const ReceivedImage& image : shown) {
+        noteReceived("image of " + std::to_string(image.width) + " x " +
+                     std::to_string(image.height) + " pixels, " +
+                     std::to_string(image.image.size()) + " and " +
+                     std::to_string(image.trailer.size()) + " bytes");
+    }
+}
+
+void PrintTo(const OperationFailure& failure, std::ostream* stream) {
+    *stream << failure.operation << ": ";
+    PrintTo(failure.failure, stream);
 }
 
 void PrintTo(const Scenario& scenario, std::ostream* stream) {
@@ -173,15 +243,15 @@ void PrintTo(const Scenario& scenario, std::ostream* stream) {
 
 const std::vector<Scenario>& scenarios() {
     static const std::vector<Scenario> all{
-        {"Connection", false, connect},
-        {"Discovery", false, discover},
-        {"InformationAndSettings", true, readInformationAndSettings},
-        {"Capture", true, capture},
-        {"HostAssistedCapture", true, assistedCapture},
-        {"Stream", true, stream},
-        {"Key", true, changeKey},
-        {"Certificate", true, changeCertificate},
-        {"SigningRequest", true, requestSigning}};
+        {"Connection", false, 0, connect},
+        {"Discovery", false, 1, discover},
+        {"InformationAndSettings", true, 2, readInformationAndSettings},
+        {"Capture", true, 1, capture},
+        {"HostAssistedCapture", true, 3, assistedCapture},
+        {"Stream", true, 2, stream},
+        {"Key", true, 0, changeKey},
+        {"Certificate", true, 1, changeCertificate},
+        {"SigningRequest", true, 1, requestSigning}};
     return all;
 }
 

@@ -1,13 +1,14 @@
 // Each scenario with the cable pulled at the end of each frame, and a byte before and after it.
 
+#include "operationtimeouts.h"
 #include "session.h"
 #include "smallpicture.h"
-#include "specifiedfailures.h"
 #include "systemtext.h"
 #include "testextent.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -23,13 +24,30 @@
 namespace ridge::test {
 namespace {
 
-constexpr std::size_t hostCount = 8;
+constexpr std::size_t hostCount = 12;
+
+/// On a busy machine an answer may come too late; seldom three times, one after the other.
+constexpr int lateAnswersAtMost = 2;
 
 /// One way through one scenario.
 struct UnplugWalk {
     const Scenario* scenario;
     const char* direction;
 };
+
+/// Where on the line.
+struct Place {
+    const char* direction;
+    std::uint32_t frame;
+    /// Behind the frame's end.
+    int bytes;
+};
+
+/// As the scanner takes it.
+std::string textOf(const Place& place) {
+    return std::string(place.direction) + " " + std::to_string(place.frame) + " " +
+           std::to_string(place.bytes);
+}
 
 /// What the port says of its end, or, while it is being opened, the system alone.
 bool isFailureOfThePort(const std::string& text) {
@@ -48,63 +66,165 @@ bool isFailureOfThePort(const std::string& text) {
     return false;
 }
 
-/// Whether a host may hear this of a line that dies. The operation's name stands in front.
-bool isEndOfTheLine(const ReceivedFailure& failure) {
-    const std::string text = failure.message.substr(failure.message.find(": ") + 2);
-    switch (failure.status) {
+/// Whether a host may hear this of a line that dies. That there is no session any more, it hears
+/// only after the port's own failure.
+bool isEndOfTheLine(const OperationFailure& failure, bool portHasFailed) {
+    const auto& [status, text] = failure.failure;
+    switch (status) {
     case RIDGE_SERIAL_PORT_ERROR:
         return isFailureOfThePort(text);
+    case RIDGE_NO_RESPONSE:
+        return isTimeoutOf(failure.operation, text);
     case RIDGE_NOT_CONNECTED:
-        return text == "Not connected.";
+        return portHasFailed && text == "Not connected.";
     default:
-        return isTimeout({failure.status, text});
+        return false;
     }
 }
 
 /// A scanner, and the hosts that it is taken from one after the other.
 class UnpluggedHosts {
 public:
-    /// Until the scenario ends before the place. Returns how often the cable was pulled.
+    /// From the first frame to the last. Returns how often the cable was pulled.
     std::size_t walk(const UnplugWalk& way) {
-        std::size_t failures = 0;
+        const std::vector<std::string> everything = untouched(*way.scenario);
         // The first and the last frames matter most; the many in between look alike.
-        const std::uint32_t step = testExtent<std::uint32_t>(4, 1);
-        for (std::uint32_t frame = 0;; frame += step) {
-            std::size_t failed = 0;
-            for (const int bytes : {-1, 0, 1}) {
-                failed += frame + static_cast<std::uint32_t>(bytes + 1) != 0 &&
-                                  failsWhenUnplugged(way, frame, bytes)
-                              ? 1U
-                              : 0U;
+        const std::uint32_t wideStep = testExtent<std::uint32_t>(4, 1);
+        constexpr std::uint32_t firstFrames = 3;
+        std::size_t pulled = 0;
+        std::uint32_t frame = 0;
+        std::uint32_t step = 1;
+        bool nearEnd = false;
+        while (true) {
+            const std::size_t pulledHere = pullAround(way, frame, everything);
+            pulled += pulledHere;
+            if (pulledHere != 0) {
+                step = nearEnd || frame < firstFrames ? 1 : wideStep;
+                frame += step;
+            } else if (step > 1) {
+                // Back to what was stepped over.
+                frame -= step - 1;
+                step = 1;
+                nearEnd = true;
+            } else {
+                return pulled;
             }
-            if (failed == 0) {
-                return failures;
-            }
-            failures += failed;
         }
     }
 
+    [[nodiscard]] std::size_t lateAnswers() const { return lateCount; }
+
 private:
-    bool failsWhenUnplugged(const UnplugWalk& way, std::uint32_t frame, int bytes) {
-        const std::string place =
-            std::string(way.direction) + " " + std::to_string(frame) + " " + std::to_string(bytes);
-        SCOPED_TRACE(way.scenario->name + ", unplugged at " + place);
+    struct Outcome {
+        bool pulled = false;
+        /// An answer came too late from a scanner whose cable was in its place.
+        bool late = false;
+    };
+
+    std::size_t pullAround(const UnplugWalk& way, std::uint32_t frame,
+                           const std::vector<std::string>& everything) {
+        const auto pull = [&](int bytes) {
+            return isPulled(*way.scenario, {way.direction, frame, bytes}, everything) ? 1U : 0U;
+        };
+        if (frame == 0) {
+            return pull(0) + pull(1);
+        }
+        if (testExtent(false, true)) {
+            return pull(-1) + pull(0) + pull(1);
+        }
+        // In turn. No byte follows the last frame.
+        switch (frame % 3) {
+        case 0:
+            return pull(-1);
+        case 1:
+            return pull(0);
+        default:
+            return pull(1) != 0 ? 1 : pull(0);
+        }
+    }
+
+    bool isPulled(const Scenario& scenario, const Place& place,
+                  const std::vector<std::string>& everything) {
+        SCOPED_TRACE(scenario.name + ", unplugged at " + textOf(place));
+        for (int lateAnswers = 0;; ++lateAnswers) {
+            const Outcome outcome = attempt(scenario, place, everything);
+            if (!outcome.late) {
+                return outcome.pulled;
+            }
+            if (lateAnswers == lateAnswersAtMost) {
+                ADD_FAILURE() << "the scanner does not answer";
+                return outcome.pulled;
+            }
+            ++lateCount;
+        }
+    }
+
+    Outcome attempt(const Scenario& scenario, const Place& place,
+                    const std::vector<std::string>& everything) {
+        Outcome outcome;
+        plugAnew();
+        {
+            Session session(scanner);
+            if (scenario.connected && !isConnected(session, outcome)) {
+                return outcome;
+            }
+            scanner.command("unplug-at " + textOf(place));
+            scanner.waitForReport("will be unplugged");
+            scenario.run(session);
+            for (const std::string& mistake : session.mistakesSoFar()) {
+                ADD_FAILURE() << mistake;
+            }
+            outcome.pulled = wasPulled() || !session.failuresSoFar().empty();
+            expectEndOfTheLine(session);
+            // A scanner that has gone before it is looked for is not found.
+            const bool beforeAll = place.frame == 0 && place.bytes == 0;
+            if (session.failuresSoFar().empty() &&
+                !(beforeAll && outcome.pulled && session.receivedSoFar().empty())) {
+                EXPECT_EQ(session.receivedSoFar(), everything);
+            }
+        }
         plugAnew();
         Session session(scanner);
-        if (way.scenario->connected) {
-            EXPECT_TRUE(session.connect()) << session.client().lastError();
+        isConnected(session, outcome);
+        return outcome;
+    }
+
+    static void expectEndOfTheLine(const Session& session) {
+        bool portHasFailed = false;
+        for (const OperationFailure& failure : session.failuresSoFar()) {
+            EXPECT_TRUE(isEndOfTheLine(failure, portHasFailed)) << testing::PrintToString(failure);
+            portHasFailed = portHasFailed || failure.failure.status == RIDGE_SERIAL_PORT_ERROR;
         }
-        scanner.command("unplug-at " + place);
-        scanner.waitForReport("will be unplugged");
-        way.scenario->run(session);
-        for (const std::string& mistake : session.mistakesSoFar()) {
-            ADD_FAILURE() << mistake;
-        }
-        for (const ReceivedFailure& failure : session.failuresSoFar()) {
-            EXPECT_TRUE(isEndOfTheLine(failure)) << testing::PrintToString(failure);
-        }
-        expectUsable();
-        return !session.failuresSoFar().empty();
+    }
+
+    /// What the host receives as long as the cable is in its place.
+    std::vector<std::string> untouched(const Scenario& scenario) {
+        Session session(scanner);
+        Outcome outcome;
+        plugAnew();
+        EXPECT_TRUE(!scenario.connected || isConnected(session, outcome));
+        scenario.run(session);
+        EXPECT_EQ(session.receivedSoFar().size(), scenario.receives) << scenario.name;
+        return session.receivedSoFar();
+    }
+
+    static bool isConnected(Session& session, Outcome& outcome) {
+        const std::int32_t status = session.connect();
+        outcome.late = status == RIDGE_NO_RESPONSE;
+        EXPECT_TRUE(status == RIDGE_SUCCESS || outcome.late) << session.client().lastError();
+        return status == RIDGE_SUCCESS;
+    }
+
+    /// Whether the scanner has said so, up to now.
+    bool wasPulled() {
+        scanner.command("report");
+        bool pulled = false;
+        std::string report;
+        do {
+            report = scanner.waitForReport("");
+            pulled = pulled || report == "unplugged";
+        } while (!report.starts_with("ridge-scanner: no such command"));
+        return pulled;
     }
 
     void plugAnew() {
@@ -112,13 +232,9 @@ private:
         scanner.plug();
     }
 
-    void expectUsable() {
-        plugAnew();
-        Session session(scanner);
-        EXPECT_TRUE(session.connect()) << session.client().lastError();
-    }
-
-    SimulatorProcess scanner{{"--baud", "0", "--finger-delay", "0", "--image", smallPicture()}};
+    SimulatorProcess scanner{
+        {"--verbose", "--baud", "0", "--finger-delay", "0", "--image", smallPicture()}};
+    std::size_t lateCount = 0;
 };
 
 TEST(Unplugged, AtAnyFrame_EndsWithAFailureOfThePortOrATimeout) {
@@ -128,24 +244,30 @@ TEST(Unplugged, AtAnyFrame_EndsWithAFailureOfThePortOrATimeout) {
             ways.push_back({&scenario, direction});
         }
     }
+    // The last ones take longest.
+    std::reverse(ways.begin(), ways.end());
     std::atomic<std::size_t> next{0};
     std::atomic<std::size_t> pulled{0};
+    std::atomic<std::size_t> lateAnswers{0};
     std::vector<std::thread> threads;
     for (std::size_t number = 0; number < hostCount; ++number) {
         threads.emplace_back([&] {
             UnpluggedHosts hosts;
             for (std::size_t index = next++; index < ways.size(); index = next++) {
-                const std::size_t failures = hosts.walk(ways[index]);
-                EXPECT_GT(failures, 0U)
+                const std::size_t pulledOnTheWay = hosts.walk(ways[index]);
+                EXPECT_GT(pulledOnTheWay, 0U)
                     << ways[index].scenario->name << ", " << ways[index].direction;
-                pulled += failures;
+                pulled += pulledOnTheWay;
             }
+            lateAnswers += hosts.lateAnswers();
         });
     }
     for (std::thread& thread : threads) {
         thread.join();
     }
-    std::cout << pulled << " scenarios lost their scanner\n";
+    std::cout << "the cable was pulled " << pulled << " times; " << lateAnswers
+              << " late answers\n";
+    EXPECT_LE(lateAnswers, 1 + pulled / 20);
 }
 
 } // namespace

@@ -24,7 +24,7 @@ int closeUnstoppablePort(const std::string& portName) {
         return 2;
     }
     ridgeSetLogger('E', onLog, nullptr);
-    account.refuse({CallKind::fatal, std::nullopt, 1, false, ERROR_ACCESS_DENIED});
+    account.refuse({CallKind::fatal, {}, 1, false, ERROR_ACCESS_DENIED});
     std::cout << "closing" << std::endl;
     ridgeDisconnect(context);
     std::cout << "closed" << std::endl;

@@ -8,7 +8,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,9 +25,11 @@ struct Trial {
 
 /// What came of going through scenarios again and again, with another call refused each time.
 struct WalkResult {
-    /// How many places in the library have called.
-    std::size_t places = 0;
+    /// The places in the library whose calls were refused.
+    std::set<CallSite> struck;
     std::size_t refusals = 0;
+    /// How often a trial was repeated because an answer came too late that nobody had refused.
+    std::size_t lateAnswers = 0;
     /// How often each failure was reported, by its status and text.
     std::map<std::pair<std::int32_t, std::string>, std::size_t> reported;
     std::vector<std::string> mistakes;
@@ -43,22 +47,37 @@ public:
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
 
-    /// Refuses a call from each place in the library, once and from then on, in the first scenario
-    /// that calls from there.
+    /// Refuses a call from each place in the library: once in the first scenario that calls from
+    /// there, from then on in the last.
     WalkResult throughPlaces(CallKind kind);
     /// Refuses every call, with every error, once and from then on.
     WalkResult throughCalls(const Scenario& scenario, CallKind kind);
 
 private:
     class Lane;
+    struct Outcome;
 
-    /// `next` gives trials until there are none; `onUntouched` hears of those in which the call
-    /// did not happen.
+    /// What a scenario calls and receives when nothing fails.
+    struct Untouched {
+        std::vector<CallSite> places;
+        std::vector<std::string> received;
+    };
+
+    const Untouched& untouched(const Scenario& scenario, CallKind kind, WalkResult& result);
+    /// Until the trial has struck and nothing else has come between.
+    Outcome attempt(Lane& lane, const Trial& trial, WalkResult& result);
+    /// `next` gives trials until there are none.
     void run(const std::function<std::optional<Trial>()>& next,
-             const std::function<void()>& onUntouched, WalkResult& result);
-    std::vector<Trial> trialsOfPlaces(CallKind kind, WalkResult& result);
+             const std::function<void(const Trial&, const Outcome&)>& onOutcome,
+             WalkResult& result);
+    /// And then, behind each call that was refused once, those that were called only because of it.
+    void runAll(std::vector<Trial> trials, std::set<CallSite> known, WalkResult& result);
+    void addTo(WalkResult& result, const Trial& trial, const Outcome& outcome) const;
 
     std::vector<std::unique_ptr<Lane>> lanes;
+    std::map<std::string, Untouched> whenUntouched;
+    /// Guards the result and what belongs to it while trials run.
+    std::mutex mutex;
 };
 
 } // namespace ridge::test

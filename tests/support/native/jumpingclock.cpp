@@ -1,6 +1,7 @@
 // The program's monotonic clock jumps: a wait for an answer that cannot come any more is over at
-// once instead of after its three or ten seconds. The linker takes these definitions before the C
-// library's.
+// once instead of after its three or ten seconds. The linker takes this clock before the C
+// library's and, as it is told to wrap the wait, this wait; the one beneath it may be a
+// sanitizer's.
 
 #include "memoryline.h"
 
@@ -9,7 +10,6 @@
 #include <cstdint>
 #include <ctime>
 
-#include <dlfcn.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -54,20 +54,20 @@ extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
     return result;
 }
 
-extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
-                                      clockid_t clock, const timespec* deadline) {
-    using ClockWait = int (*)(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
-    static const auto realWait =
-        reinterpret_cast<ClockWait>(dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
+extern "C" int __real_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                             clockid_t clock, const timespec* deadline);
+
+extern "C" int __wrap_pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                             clockid_t clock, const timespec* deadline) {
     if (clock != CLOCK_MONOTONIC) {
-        return realWait(condition, mutex, clock, deadline);
+        return __real_pthread_cond_clockwait(condition, mutex, clock, deadline);
     }
     const Nanoseconds left = nanosecondsOf(*deadline) - jumped - systemMonotonicTime();
     if (left <= 0) {
         return ETIMEDOUT;
     }
     const timespec end = timespecOf(systemMonotonicTime() + (left < slice ? left : slice));
-    const int result = realWait(condition, mutex, clock, &end);
+    const int result = __real_pthread_cond_clockwait(condition, mutex, clock, &end);
     if (result != ETIMEDOUT) {
         return result;
     }
