@@ -7,6 +7,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -49,8 +50,10 @@ int main(int argumentCount, char** arguments) {
         run(argumentCount > 1 ? arguments[1] : "finger.pgm");
         return 0;
     } catch (const ridge::Error& error) {
-        // A failure of the library has a status that a program can act upon.
-        const bool nobodyCame = error.status() == ridge::Status::timeout;
+        // A failure of the library has a status that a program can act upon. The text tells this
+        // one from a port that takes no bytes.
+        const bool nobodyCame = error.status() == ridge::Status::timeout &&
+                                error.what() == std::string_view("Capture timeout");
         std::cerr << (nobodyCame ? "no finger came" : error.what()) << std::endl;
     } catch (const std::exception& error) {
         std::cerr << error.what() << std::endl;

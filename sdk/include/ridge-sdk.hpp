@@ -18,12 +18,15 @@
  *
  * Failures. What the library refuses, or fails at, is thrown as ridge::Error, with the status and
  * the library's own text. An operation that was ended before it had a result throws ridge::Stopped.
- * A lack of memory is std::bad_alloc, a mistake in the use of an object std::logic_error.
+ * A lack of memory here is std::bad_alloc, one inside the library Status::unexpectedFailure. A
+ * mistake in the use of an object is std::logic_error, a required function that is empty
+ * std::bad_function_call.
  *
  * Operations. Captures, host-assisted captures, streams and signing requests come in two forms. The
  * blocking one returns the result. The other, `...Async`, returns a future at once; its failure is
- * thrown by the future's `get`. One operation runs at a time, a second is refused. This header has
- * no thread of its own: what happens while an operation runs happens on the library's worker.
+ * thrown by the future's `get`, unless it could not be started. A future that is dropped changes
+ * nothing: the operation goes on. One operation runs at a time, a second is refused. This header
+ * has no thread of its own: what happens while an operation runs happens on the library's worker.
  *
  * Threads. Use a scanner from one thread at a time; a blocking call is one use from its beginning
  * to its end. Any thread may call, at any time, StopSource::requestStop(); and, as long as the
@@ -33,15 +36,16 @@
  * Stopping. A blocking operation is stopped with the token that it was given: requestStop() returns
  * at once, and the thread in the blocking call tells the scanner to stop. An operation with a
  * future is stopped with Scanner::stop(). Either way a capture throws ridge::Stopped, unless its
- * image came just then, and a stream ends without a failure. A scanner that does not confirm the
- * stop is a failure like any other. Nothing stops a signing request.
+ * image or its failure came just then, and a stream ends without a failure. A scanner that does not
+ * confirm the stop is a failure like any other. Nothing stops a signing request.
  *
  * Callbacks. They are called on the library's worker, one at a time. They may use
- * StopSource::requestStop(), giveVerdict() and isConnected(), and everything of another scanner.
- * Everything else of their own scanner throws std::logic_error, and destroying it, or assigning to
- * it, calls std::terminate: both would wait for the callback itself. For the same reason a callback
- * must not wait for a thread that may be inside a call of its scanner. The scanner waits while a
- * callback runs.
+ * StopSource::requestStop(), giveVerdict() and isConnected(), also while their scanner is being
+ * stopped, disconnected, assigned to or destroyed, and everything of another scanner. Everything
+ * else of their own scanner throws std::logic_error, and destroying it, or assigning to it, calls
+ * std::terminate: both would wait for the callback itself. They must not move it away. For the same
+ * reason a callback must not wait for a thread that may be inside a call of its scanner. The
+ * scanner waits while a callback runs.
  *
  * Exceptions in callbacks. What a callback throws ends its operation: the blocking form throws it,
  * the future holds it. The callbacks of the operation are not called again. After a future has
@@ -52,9 +56,10 @@
  * blocking call returns; otherwise until the scanner is used for something new, stopped,
  * disconnected or destroyed. Destroying a scanner stops what runs and waits for its end; its future
  * becomes ready. For a signing request that means waiting for its result. A scanner can be moved
- * while an operation with a future runs.
+ * while an operation with a future runs, if its callbacks do not use it.
  *
- * Values. Everything that is returned, or handed to a callback, is a copy that stays valid.
+ * Values. Everything that is returned is a copy that stays valid. What a callback gets is valid
+ * until it returns; a copy of it stays valid too.
  */
 #pragma once
 
@@ -165,7 +170,8 @@ struct CaptureParameters {
     /** How long the scanner waits for a finger, at most 30 seconds. Not used by a host-assisted
      *  capture, but checked all the same. */
     std::chrono::milliseconds timeout{10000};
-    /** Options, handed to the scanner as they are. A host-assisted capture does not accept 0. */
+    /** Options, handed to the scanner as they are; an event callback sets bit 3 in addition. A
+     *  host-assisted capture does not accept 0. */
     std::uint32_t option = 1;
     std::optional<Block> block;
 };
@@ -174,7 +180,7 @@ struct CaptureParameters {
 struct Image {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
-    /** The image's bytes, as the scanner sent them. */
+    /** The image's bytes, as the scanner sent them; one that is shown for judgement is unmasked. */
     Bytes pixels;
     bool flagA = false;
     bool flagB = false;
@@ -364,7 +370,8 @@ enum class LogLevel : std::int32_t { debug = 'D', information = 'I', warning = '
 
 /**
  * Takes the library's log lines as long as it lives. The log belongs to the whole process: a newer
- * receiver replaces the one before for good, and with the newest one's end the log falls silent.
+ * receiver replaces the one before for good, and with the newest one's end the log falls silent,
+ * also for a function that ridgeSetLogger() has installed since.
  *
  * The function is called on whichever thread logs, one call at a time. The log is locked during the
  * call: call nothing of the library from it, and destroy no receiver. An exception that leaves it
@@ -725,11 +732,16 @@ public:
     }
 
     ~ScannerCore() {
+        end();
+        ridgeFreeDeviceContext(handle);
+    }
+
+    /** Stops what runs, for a scanner that goes. */
+    void end() noexcept {
         if (side.isCallersThread()) {
             std::terminate();
         }
         endOperation();
-        ridgeFreeDeviceContext(handle);
     }
 
     ScannerCore(const ScannerCore&) = delete;
@@ -824,7 +836,8 @@ private:
  * and lifetime. Unless another exception is named, a function that fails throws Error, with the
  * status that the C function of the same purpose would return.
  *
- * A scanner that was moved from can be destroyed and assigned to; all else throws std::logic_error.
+ * A scanner that was moved from can be destroyed and assigned to. isConnected() and giveVerdict()
+ * return false; all else throws std::logic_error.
  */
 class Scanner {
 public:
@@ -832,11 +845,17 @@ public:
     Scanner() : core(std::make_unique<detail::ScannerCore>()) {}
 
     /** Stops what runs, waits for its end and disconnects. */
-    ~Scanner() = default;
+    ~Scanner() { end(); }
 
     Scanner(Scanner&& other) noexcept = default;
     /** What this scanner was is destroyed. */
-    Scanner& operator=(Scanner&& other) noexcept = default;
+    Scanner& operator=(Scanner&& other) noexcept {
+        if (this != &other) {
+            end();
+            core = std::move(other.core);
+        }
+        return *this;
+    }
 
     /* Connection ------------------------------------------------------------------------------ */
 
@@ -901,8 +920,8 @@ public:
      * @param stop        stops it
      * @param onEvent     called for the scanner's events; without it, the scanner is not asked for
      *                    any
-     * @throws Error      Status::timeout, "Capture timeout": no finger came; and see
-     *                    ridgeStartCapture()
+     * @throws Error      Status::timeout, "Capture timeout": no finger came, which the text tells
+     *                    from a port that takes no bytes; and see ridgeStartCapture()
      * @throws Stopped    before there was an image
      * @throws            what onEvent throws
      */
@@ -1054,6 +1073,13 @@ private:
 
     static const std::uint8_t* plain(const std::optional<Block>& block) {
         return block ? block->data() : nullptr;
+    }
+
+    /** The core stays until the last callback is over, which may still ask the scanner. */
+    void end() noexcept {
+        if (core) {
+            core->end();
+        }
     }
 
     static std::shared_ptr<detail::Signal> waitingPlace(const StopToken& stop) {

@@ -134,6 +134,41 @@ TEST_F(Lifetime, AssignedToWhileItStreams_EndsItsOwnStreamAndTakesTheOther) {
     expectUsable();
 }
 
+TEST_F(Lifetime, AskedByItsCallbackWhileItIsAssignedTo_AnswersForWhatItWas) {
+    connect();
+    Scanner& asked = *scanner;
+    std::promise<void> shown;
+    std::future<void> isShown = shown.get_future();
+    std::promise<void> assigning;
+    std::future<void> isAssigning = assigning.get_future();
+    int refusals = 0;
+    std::future<void> end = asked.streamAsync([&, images = 0](const Image&) mutable {
+        if (++images > 1) {
+            return;
+        }
+        shown.set_value();
+        resultOf(isAssigning);
+        for (int question = 0; question < 100000; ++question) {
+            refusals += asked.isConnected() ? 0 : 1;
+        }
+    });
+    resultOf(isShown);
+    assigning.set_value();
+    asked = Scanner();
+    EXPECT_NO_THROW(resultOf(end));
+    EXPECT_EQ(refusals, 0);
+    EXPECT_FALSE(asked.isConnected());
+}
+
+TEST_F(Lifetime, FutureThatIsDropped_LeavesTheOperationRunning) {
+    connect();
+    startStream();
+    EXPECT_EQ(failureOf([&] { scanner->setSettings({}); }),
+              (Failure{Status::captureActive, "Capture is active."}));
+    scanner->stop();
+    expectUsable();
+}
+
 TEST_F(Lifetime, MovedFrom_ThrowsUntilItIsAssignedTo) {
     connect();
     Scanner moved = std::move(*scanner);

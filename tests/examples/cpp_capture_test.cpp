@@ -38,6 +38,14 @@ TEST(CppCaptureExample, ScannerThatReportsNoFinger_SaysSo) {
     EXPECT_EQ(result.exitStatus, 1UL);
 }
 
+TEST(CppCaptureExample, PortThatTakesNoBytes_IsNotTakenForAMissingFinger) {
+    SimulatorProcess scanner({"--baud", "0"});
+    scanner.port().holdWrites();
+    const ProgramResult result = runProgram(program, {});
+    EXPECT_EQ(result.output, "Timeout writing to device port\n");
+    EXPECT_EQ(result.exitStatus, 1UL);
+}
+
 TEST(CppCaptureExample, ScannerThatFails_ShowsTheLibrarysText) {
     const SimulatorProcess scanner(
         {"--baud", "0", "--fault", "START CAPTURE: device-error:77:broken sensor"});

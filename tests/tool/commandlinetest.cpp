@@ -264,6 +264,8 @@ TEST(CommandLine, Help_OfEveryCommand_ListsTheExitStatuses) {
 TEST(CommandLine, NoCommand_IsAnError) {
     EXPECT_EQ(usageError({}), "a command is missing");
     EXPECT_EQ(usageError({"--json"}), "a command is missing");
+    EXPECT_EQ(usageError({"key"}), "a command is missing");
+    EXPECT_EQ(usageError({"cert", "--json"}), "a command is missing");
 }
 
 TEST(CommandLine, TwoCommands_AreAnError) {
@@ -289,6 +291,7 @@ TEST(CommandLine, EmptyValues_AreErrors) {
 TEST(CommandLine, UnknownOptionOrCommand_IsNamed) {
     EXPECT_TRUE(contains(usageError({"info", "--port", "COM7", "--colour"}), "--colour"));
     EXPECT_TRUE(contains(usageError({"scan"}), "scan"));
+    EXPECT_TRUE(contains(usageError({"key", "list"}), "list"));
 }
 
 TEST(CommandLine, ValuesOutOfRange_AreErrors) {

@@ -92,6 +92,14 @@ TEST_F(Program, UsageError_LeavesTheScannerAlone) {
     EXPECT_EQ(library.calls, Calls{});
 }
 
+TEST_F(Program, UsageErrorWithJson_IsToldInIt) {
+    EXPECT_EQ(run({"capture", "--json"}), 1);
+    const std::string text = "--output is required\nTry 'ridge capture --help'.";
+    EXPECT_EQ(json(),
+              (nlohmann::json{{"exitStatus", 1}, {"error", {{"text", text}, {"status", 0}}}}));
+    EXPECT_EQ(errors, "ridge: " + text + "\n");
+}
+
 TEST_F(Program, List_ShowsATable) {
     library.attached = {{"COM7", "RS-000007"}, {"COM12", "", "", "Ridge\x1B[2J"}};
     EXPECT_EQ(run({"list"}), 0);

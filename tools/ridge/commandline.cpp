@@ -251,7 +251,7 @@ CLI::App& addGroup(CLI::App& program, const std::string& name, const std::string
                    const Examples& examples) {
     CLI::App& group = addCommand(program, name, description, "", examples);
     group.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    group.require_subcommand(1);
+    group.require_subcommand(0, 1);
     return group;
 }
 

@@ -9,6 +9,7 @@
 #include <ridge-sdk.h>
 #include <scanneridentifiers.h>
 
+#include <algorithm>
 #include <exception>
 
 namespace ridge::tool {
@@ -133,6 +134,15 @@ ExitStatus show(const CommandResult& result, bool json, std::ostream& output, Me
     return ExitStatus::success;
 }
 
+/// A script that asks for JSON gets it of a command line that cannot be understood, too.
+ExitStatus showFailure(const CommandError& failure, const std::vector<std::string>& arguments,
+                       std::ostream& output, Messages& messages) {
+    CommandResult result;
+    result.failure = failure;
+    const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+    return show(result, json, output, messages);
+}
+
 } // namespace
 
 ExitStatus runProgram(const std::vector<std::string>& arguments, const Environment& environment,
@@ -146,8 +156,7 @@ ExitStatus runProgram(const std::vector<std::string>& arguments, const Environme
         return show(std::visit(CommandRunner(context), line.command), line.json, environment.output,
                     messages);
     } catch (const CommandError& failure) {
-        messages.error(failure.what());
-        return failure.exitStatus();
+        return showFailure(failure, arguments, environment.output, messages);
     } catch (const std::exception& failure) {
         messages.error(failure.what());
         return ExitStatus::otherFailure;
