@@ -2,7 +2,7 @@
 
 add_library(ridge-warnings INTERFACE)
 if(MSVC)
-  target_compile_options(ridge-warnings INTERFACE /W4 /WX /permissive- /utf-8)
+  target_compile_options(ridge-warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus)
   # The standard's own functions are good enough, and std::min and std::max are no macros.
   target_compile_definitions(ridge-warnings INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX)
 else()

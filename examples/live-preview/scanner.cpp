@@ -146,10 +146,13 @@ void Scanner::connectNow(const std::optional<AttachedScanner>& choice) {
     }
 }
 
+/// A lost session is noticed by checkSession and, from an operation's error, by the window. The
+/// second to notice finds it gone: a late report of its end would meet the next connect.
 void Scanner::disconnectNow() {
-    ridgeDisconnect(context.get());
-    hasSession = false;
-    reports.post(Disconnected{});
+    if (std::exchange(hasSession, false)) {
+        ridgeDisconnect(context.get());
+        reports.post(Disconnected{});
+    }
 }
 
 /// A session whose port has failed, or that was released because of it, is of no use any more: only

@@ -21,7 +21,7 @@ import check_reference  # noqa: E402
 import links  # noqa: E402
 import messages  # noqa: E402
 import promises  # noqa: E402
-from markdown import Document  # noqa: E402
+from markdown import Document, documents  # noqa: E402
 
 LOADER = importlib.machinery.SourceFileLoader("check_documents",
                                               str(ROOT / "scripts/check-documents"))
@@ -143,6 +143,27 @@ class BlockTest(DocumentTest):
     def test_FileOfACommandOfWindowsThatIsNotThere_IsNamed(self):
         self.assertIn("there is no sdk/src/nothing.def", self.complaints(
             "bat", "lib /def:sdk\\src\\nothing.def\n", "<!-- check -->"))
+        self.assertIn("there is no bin/nothing.dll", self.complaints(
+            "bat", "copy bin\\nothing.dll .\n", "<!-- check -->"))
+
+    def test_CommandOfWindowsThatFails_IsAComplaint(self):
+        self.assertIn("ridge capture ends with 1", self.complaints("bat", "bin\\ridge capture\n",
+                                                                   "<!-- run -->"))
+
+    def test_ScannerInAWindowOfItsOwn_StaysForTheCommandsAfterIt(self):
+        self.assertEqual(self.complaints("bat", "start bin\\ridge-scanner --port COM8\n"
+                                         "bin\\ridge info --port COM8\n", "<!-- run -->"), "")
+
+    def test_CompilationWithPkgConfig_IsTheOneOfThePackage(self):
+        command = ("gcc examples/capture/capture.c -o capture.exe "
+                   "$(pkg-config --cflags --libs ridge-sdk)\n")
+        self.assertEqual(self.complaints("sh", command, "<!-- check -->"), "")
+
+    def test_DebugInformationThatIsNotThere_IsAComplaint(self):
+        self.assertEqual(self.complaints("sh", "addr2line -e bin/ridge-sdk.dll.debug 0x0\n",
+                                         "<!-- check -->"), "")
+        self.assertIn("addr2line ends with 1", self.complaints(
+            "sh", "addr2line -e bin/nothing.debug 0x0\n", "<!-- check -->"))
 
     def test_WrongCMake_IsAComplaint(self):
         self.assertIn("is no CMake code", self.complaints("cmake", "add(\n", "<!-- check -->"))
@@ -162,11 +183,21 @@ class BlockTest(DocumentTest):
 
 
 class LinkTest(DocumentTest):
+    def test_PackagesFirstPage_IsAmongTheDocuments(self):
+        self.assertIn(ROOT / "package/README.md.in",
+                      [document.file for document in documents(ROOT)])
+
     def test_LinksThatLeadSomewhere_Pass(self):
         document = self.document("# A *heading*, twice\n# A heading, twice\n"
                                  "[up](#a-heading-twice) [file](document.md#a-heading-twice-1) "
                                  "`[no](link)` [far](https://example.org/x)\n")
         self.assertEqual(list(links.broken_links([document])), [])
+
+    def test_LinksOfAPageThatIsForAnotherFolder_StartThere(self):
+        page = self.document("[there](docs/README.md) [here](#top)\n# Top\n")
+        self.assertEqual(list(links.broken_links([Document(page.file, ROOT)])), [])
+        self.assertEqual(list(links.broken_links([page])),
+                         [f"{page.file}:1: there is no docs/README.md"])
 
     def test_LinkToNoFile_IsNamed(self):
         document = self.document("text\n[there](nowhere.md)\n")

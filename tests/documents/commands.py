@@ -14,7 +14,7 @@ import shlex
 
 from wine import Failure, Scanner, run
 
-WRAPPERS = {"wine", "ridge-launch"}
+WRAPPERS = {"wine", "ridge-launch", "start"}
 # Run as they are, in a folder of the block's own.
 SYSTEM_PROGRAMS = {"openssl"}
 # On Windows the compiler has the short name.
@@ -24,9 +24,16 @@ COMPILERS = {"gcc": "x86_64-w64-mingw32-gcc", "g++": "x86_64-w64-mingw32-g++",
 # Where the package has what the project has elsewhere.
 PACKAGE_OPTIONS = {"-Iinclude": "-Isdk/include", "-Llib": "-Lbuild/windows/lib",
                    "-lridge-sdk": "-lridge-sdk.dll"}
+PACKAGE_FOLDERS = ("bin/", "lib/")
+# What the package's own file makes pkg-config say.
+PKG_CONFIG = "$(pkg-config --cflags --libs ridge-sdk)"
+PKG_CONFIG_OUTPUT = "-Iinclude -Llib -lridge-sdk"
+# They read what the compiler has made.
+DEBUGGING_TOOLS = {"addr2line": "x86_64-w64-mingw32-addr2line"}
 # Only on Windows: what can be checked here are the files that they are given.
-WINDOWS_PROGRAMS = {"cl", "lib"}
-FILE_OF_THE_PROJECT = re.compile(r"\b(?:sdk|common|examples|tests|docs|scripts|build)(?:/[\w.-]+)+")
+WINDOWS_PROGRAMS = {"cl", "lib", "copy"}
+FILE_OF_THE_PROJECT = re.compile(
+    r"\b(?:sdk|common|examples|tests|docs|scripts|build|bin|lib)(?:/[\w.-]+)+")
 # What ridge ends with when no scanner is in reach, and when it does not understand its arguments.
 NO_SCANNER = 2
 NO_PORT = "COM199"
@@ -55,7 +62,7 @@ class Command:
 
 def parse(text):
     """The commands of a block, in order."""
-    for line in text.replace("\\\n", " ").splitlines():
+    for line in text.replace("\\\n", " ").replace(PKG_CONFIG, PKG_CONFIG_OUTPUT).splitlines():
         ends_with = re.search(r"#.*\bends with (\d+)", line)
         lexer = shlex.shlex(line, posix=True, punctuation_chars="|&;")
         lexer.whitespace_split = True
@@ -68,10 +75,11 @@ def parse(text):
             if word not in SEPARATORS:
                 words.append(word)
                 continue
-            while words and re.match(r"[A-Z_]+=", words[0]):
+            while words and re.match(r"export$|[A-Z_]+=", words[0]):
                 words.pop(0)
             if words:
-                yield Command(words, word == "&", int(ends_with[1]) if ends_with else 0)
+                yield Command(words, word == "&" or words[0] == "start",
+                              int(ends_with[1]) if ends_with else 0)
             words = []
 
 
@@ -117,6 +125,9 @@ class CommandWalker:
         finally:
             for scanner in scanners:
                 scanner.end()
+
+    def do_windows_block(self, text):
+        self.do_block(text.replace("\\", "/"))
 
     def do(self, command, has_scanner):
         raise NotImplementedError
@@ -168,9 +179,6 @@ class CommandChecker(CommandWalker):
     def do_console(self, text):
         self.do_block("".join(line + "\n" for line, _ in console_entries(text)))
 
-    def do_windows_block(self, text):
-        self.do_block(text.replace("\\", "/"))
-
     def do_cmake(self, text):
         """The language's grammar; files and targets exist."""
         script = self.folder / "block.cmake"
@@ -197,6 +205,8 @@ class CommandChecker(CommandWalker):
             self._check_script(command.first_word, command.arguments)
         elif command.program in COMPILERS:
             self._compile(command)
+        elif command.program in DEBUGGING_TOOLS:
+            self._debug(command)
         elif command.program in WINDOWS_PROGRAMS:
             self._check_files(str(command))
         elif not self.programs.find(command.program):
@@ -230,13 +240,26 @@ class CommandChecker(CommandWalker):
         if status != 0:
             raise Failure(f"{command.program} ends with {status}:\n{output}")
 
+    def _debug(self, command):
+        """As it stands, but for the package's folders."""
+        words = [str(self._file(word)) if word.startswith(PACKAGE_FOLDERS) else word
+                 for word in command.arguments]
+        status, output = run([DEBUGGING_TOOLS[command.program], *words], self.folder)
+        if status != 0:
+            raise Failure(f"{command.program} ends with {status}:\n{output}")
+
     def _check_files(self, text):
         for name in FILE_OF_THE_PROJECT.findall(text):
-            built = name.startswith("build/windows/")
-            file = (self.programs.build / name.removeprefix("build/windows/") if built
-                    else self.root / name)
-            if not file.exists():
+            if not self._file(name).exists():
                 raise Failure(f"there is no {name}")
+
+    def _file(self, name):
+        """Where the project or its build has a file of its own or of the package."""
+        if name.startswith(PACKAGE_FOLDERS):
+            return self.programs.build / name
+        if name.startswith("build/windows/"):
+            return self.programs.build / name.removeprefix("build/windows/")
+        return self.root / name
 
     def _check_cmake_call(self, arguments):
         names = {preset["name"] for kind in ("configurePresets", "buildPresets", "testPresets")

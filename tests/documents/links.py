@@ -10,7 +10,7 @@ def broken_links(documents):
             if "://" in target or target.startswith("mailto:"):
                 continue
             path, _, anchor = target.partition("#")
-            file = (document.file.parent / path if path else document.file).resolve()
+            file = (document.folder / path if path else document.file).resolve()
             if not file.exists():
                 yield f"{document.file}:{line}: there is no {target}"
             elif anchor:

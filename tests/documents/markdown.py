@@ -24,8 +24,11 @@ class Block:
 
 
 class Document:
-    def __init__(self, file):
+    """A page. `folder` is the one that its links start from."""
+
+    def __init__(self, file, folder=None):
         self.file = pathlib.Path(file)
+        self.folder = pathlib.Path(folder or self.file.parent)
         self.blocks = []
         # The lines outside blocks, each with its number.
         self.prose = []
@@ -90,7 +93,9 @@ class Document:
 
 
 def documents(root):
-    """All documents of the project."""
+    """All documents of the project. The package's first page is written as it stands there: its
+    links start from the folder that holds docs and examples."""
     files = [root / "README.md", root / "CONTRIBUTING.md", *(root / "docs").rglob("*.md"),
              *(root / "examples").rglob("README.md")]
-    return [Document(file) for file in sorted(files)]
+    return [Document(root / "package/README.md.in", root),
+            *(Document(file) for file in sorted(files))]
