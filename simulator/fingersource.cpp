@@ -11,7 +11,9 @@ const GreyImage& FingerSource::image() {
     if (!images.empty()) {
         return images[imageIndex];
     }
-    if (drawn.pixels.empty()) {
+    if (drawing.valid()) {
+        drawn = drawing.get();
+    } else if (drawn.pixels.empty()) {
         drawn = generateFingerprint(options);
     }
     return drawn;
@@ -23,7 +25,7 @@ void FingerSource::advance() {
         return;
     }
     ++options.seed;
-    drawn.pixels.clear();
+    drawing = std::async(std::launch::async, generateFingerprint, options);
 }
 
 } // namespace ridge::simulator

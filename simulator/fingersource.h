@@ -4,17 +4,19 @@
 #include "greyimage.h"
 
 #include <cstddef>
+#include <future>
 #include <vector>
 
 namespace ridge::simulator {
 
 /// Gives one finger after the other: the supplied images in turn, or synthetic fingers with
-/// ascending seeds.
+/// ascending seeds. Drawing one takes a while, on a busy machine longer than a host waits for an
+/// answer: the next is drawn on a thread of its own while nobody asks for it.
 class FingerSource {
 public:
     FingerSource(std::vector<GreyImage> images, const FingerprintOptions& first);
 
-    /// The present finger; it is drawn when it is first asked for.
+    /// The present finger; the first is drawn when it is first asked for.
     const GreyImage& image();
 
     /// Another finger lies down.
@@ -28,6 +30,8 @@ private:
     std::size_t imageIndex = 0;
     FingerprintOptions options;
     GreyImage drawn;
+    /// The next one to be taken into `drawn`, when there is any.
+    std::future<GreyImage> drawing;
 };
 
 } // namespace ridge::simulator

@@ -101,6 +101,10 @@ ScannerModel::ScannerModel(ScannerConfig initial)
       fingers(config.images, config.firstFinger), maskRandom(config.maskSeed),
       timeline(Time(0), config.finger), assistance({}) {}
 
+void ScannerModel::prepareImage() {
+    fingers.image();
+}
+
 void ScannerModel::receive(std::span<const std::uint8_t> bytes, Time now) {
     advance(now);
     for (const Bytes& frame : decoder.decode(bytes)) {

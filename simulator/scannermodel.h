@@ -53,6 +53,9 @@ public:
     /// Throws std::invalid_argument for images that fit into no block and for an empty chunk.
     explicit ScannerModel(ScannerConfig config);
 
+    /// Has the first image ready before a host asks for it; the next ones always are.
+    void prepareImage();
+
     /// Takes bytes from the host, in pieces of any size.
     void receive(std::span<const std::uint8_t> bytes, Time now);
 

@@ -119,6 +119,7 @@ void run(const ScannerOptions& options) {
         return createdRequest(requests, subject);
     };
     ScannerModel model(config);
+    model.prepareImage();
     CommandReport report(model, std::cout, options.verbose);
     model.setTrace([&report](Direction direction, const Packet& packet) {
         report.onPacket(direction, packet);

@@ -104,6 +104,13 @@ TEST(FingerSource, SyntheticFingers_HaveAscendingSeeds) {
     EXPECT_EQ(source.image(), generateFingerprint({42, std::nullopt, 20, 20}));
 }
 
+TEST(FingerSource, FingersThatNobodyAskedFor_ArePassedOver) {
+    FingerSource source({}, {41, std::nullopt, 20, 20});
+    source.advance();
+    source.advance();
+    EXPECT_EQ(source.image(), generateFingerprint({43, std::nullopt, 20, 20}));
+}
+
 TEST(FingerSource, SuppliedImages_ComeInTurn) {
     const GreyImage first{1, 1, {1}};
     const GreyImage second{1, 1, {2}};
