@@ -10,6 +10,7 @@
 #include "ridgeexception.h"
 #include "statuscode.h"
 
+#include <mutex>
 #include <optional>
 #include <utility>
 

@@ -4,6 +4,7 @@
 
 #include "logmessage.h"
 
+#include <mutex>
 #include <utility>
 
 namespace ridge {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <mutex>
 #include <utility>
 
 namespace ridge {
@@ -50,7 +51,7 @@ std::unique_ptr<Packet> DefaultPacketHandler::receive(std::uint32_t timeoutMs, b
     if (timeoutMs == 0) {
         timeoutMs = defaultTimeoutMs;
     }
-    std::unique_lock<std::mutex> lock(mutex);
+    std::unique_lock lock(mutex);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     if (!packetAvailable.wait_until(lock, deadline, [this] { return !receivedPackets.empty(); })) {
         return nullptr;

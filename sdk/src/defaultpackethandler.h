@@ -3,7 +3,7 @@
 #include "datalinkhandler.h"
 #include "factory.h"
 #include "packethandler.h"
-#include "preparedlock.h"
+#include "mutex.h"
 #include "serialport.h"
 
 #include <cstdint>
@@ -37,8 +37,8 @@ private:
     std::unique_ptr<DataLinkHandler> dataLink;
     std::deque<std::unique_ptr<Packet>> receivedPackets;
     /// Guards `receivedPackets`.
-    PreparedMutex mutex;
-    PreparedCondition packetAvailable;
+    Mutex mutex;
+    Condition packetAvailable;
 };
 
 } // namespace ridge

@@ -1,7 +1,7 @@
 #include "logger.h"
 
 #include "logline.h"
-#include "preparedlock.h"
+#include "mutex.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -19,7 +19,7 @@ struct InstalledLogger {
 };
 
 /// Guards `installedLogger`, and is held while a line is made and delivered.
-PreparedMutex logLock;
+Mutex logLock;
 /// Never freed at the end of the process: threads may log until the very last.
 InstalledLogger* installedLogger = nullptr;
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <mutex>
 #include <utility>
 
 namespace ridge {
@@ -35,8 +36,7 @@ void reportFailure(BaseListener& listener, std::int32_t code, const char* what) 
 } // namespace
 
 RidgeDevice::RidgeDevice(const std::string& portName, Factory<std::string>& factory)
-    : stateMutex(std::make_shared<PreparedMutex>()),
-      workerDone(std::make_shared<PreparedCondition>()) {
+    : stateMutex(std::make_shared<Mutex>()), workerDone(std::make_shared<Condition>()) {
     try {
         packetHandler = factory.createPacketHandler(portName, *this);
         commands = factory.createCommands(packetHandler.get());
@@ -201,8 +201,8 @@ void RidgeDevice::startWorker(WorkerKind kind, const char* name, BaseListener& l
 
 void RidgeDevice::runWorker(const char* name, BaseListener& listener,
                             const std::function<void()>& body,
-                            const std::shared_ptr<std::mutex>& slotMutex,
-                            const std::shared_ptr<std::condition_variable>& done) noexcept {
+                            const std::shared_ptr<Mutex>& slotMutex,
+                            const std::shared_ptr<Condition>& done) noexcept {
     RIDGE_LOG(logInformation, "%s thread active", name);
     try {
         runReporting(name, listener, body);

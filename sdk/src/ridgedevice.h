@@ -4,18 +4,16 @@
 #include "createcsrlistener.h"
 #include "deviceinfo.h"
 #include "factory.h"
+#include "mutex.h"
 #include "packethandler.h"
-#include "preparedlock.h"
 #include "ridgecommands.h"
 #include "serialport.h"
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -113,8 +111,8 @@ private:
     void startWorker(WorkerKind kind, const char* name, BaseListener& listener,
                      std::function<void()> body);
     void runWorker(const char* name, BaseListener& listener, const std::function<void()>& body,
-                   const std::shared_ptr<std::mutex>& slotMutex,
-                   const std::shared_ptr<std::condition_variable>& done) noexcept;
+                   const std::shared_ptr<Mutex>& slotMutex,
+                   const std::shared_ptr<Condition>& done) noexcept;
     static void runReporting(const char* name, BaseListener& listener,
                              const std::function<void()>& body);
 
@@ -148,9 +146,9 @@ private:
     /// single worker slot keep the pointers in place. The worker shares it, and `workerDone`:
     /// whoever waits for its end may destroy the session before its unlocking and its notification
     /// have returned.
-    std::shared_ptr<std::mutex> stateMutex;
+    std::shared_ptr<Mutex> stateMutex;
     /// Guards `serialError`. Never held together with `stateMutex`.
-    mutable PreparedMutex errorMutex;
+    mutable Mutex errorMutex;
     /// The last failure of the port; empty means none.
     std::string serialError;
     /// The host's verdict on the last image of a host-assisted capture.
@@ -159,7 +157,7 @@ private:
     CaptureMask hacMask{};
     std::unique_ptr<std::thread> worker;
     /// Notified when a worker has ended.
-    std::shared_ptr<std::condition_variable> workerDone;
+    std::shared_ptr<Condition> workerDone;
     WorkerKind workerKind = WorkerKind::none;
     /// The running worker has had its answer to CREATE CSR, or none, and uses nothing of the
     /// session but its slot any more. Guarded by `stateMutex`.

@@ -170,7 +170,7 @@ struct FakeWin32::Model {
 namespace {
 
 /// Guards `installed` and all that it leads to.
-constinit SystemLock modelLock;
+constinit Mutex modelLock;
 constinit FakeWin32::Model* installed = nullptr;
 
 bool concernsPort(HANDLE handle, const char* function) {

@@ -4,22 +4,24 @@
 #include <mutex>
 #include <utility>
 
+#include <windows.h>
+
 namespace ridge::test {
 
 void PortJournal::add(Kind kind, std::string text) {
     {
-        const std::lock_guard guard(lock);
+        const std::lock_guard lock(mutex);
         all.push_back({kind, GetCurrentThreadId(), std::move(text)});
     }
-    WakeAllConditionVariable(&grown);
+    grown.notify_all();
 }
 
 void PortJournal::await(const std::string& text, int count) {
-    const std::lock_guard guard(lock);
-    while (std::count_if(all.begin(), all.end(),
-                         [&](const Entry& entry) { return entry.text == text; }) < count) {
-        lock.wait(grown);
-    }
+    std::unique_lock lock(mutex);
+    grown.wait(lock, [&] {
+        return std::count_if(all.begin(), all.end(),
+                             [&](const Entry& entry) { return entry.text == text; }) >= count;
+    });
 }
 
 std::vector<std::string> PortJournal::entries() const {
@@ -40,7 +42,7 @@ std::vector<std::string> PortJournal::entries(Kind kind, std::uint32_t thread) c
 }
 
 std::uint32_t PortJournal::threadOf(const std::string& text) const {
-    const std::lock_guard guard(lock);
+    const std::lock_guard lock(mutex);
     const auto found = std::find_if(all.begin(), all.end(),
                                     [&](const Entry& entry) { return entry.text == text; });
     return found == all.end() ? 0 : found->thread;
@@ -48,7 +50,7 @@ std::uint32_t PortJournal::threadOf(const std::string& text) const {
 
 template <typename Predicate>
 std::vector<std::string> PortJournal::textsOf(Predicate predicate) const {
-    const std::lock_guard guard(lock);
+    const std::lock_guard lock(mutex);
     std::vector<std::string> texts;
     for (const Entry& entry : all) {
         if (predicate(entry)) {

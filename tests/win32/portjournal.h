@@ -1,8 +1,6 @@
 #pragma once
 
-#include "systemlock.h"
-
-#include <windows.h>
+#include "mutex.h"
 
 #include <cstdint>
 #include <string>
@@ -42,8 +40,8 @@ private:
     template <typename Predicate>
     std::vector<std::string> textsOf(Predicate predicate) const;
 
-    mutable SystemLock lock;
-    CONDITION_VARIABLE grown = CONDITION_VARIABLE_INIT;
+    mutable Mutex mutex;
+    Condition grown;
     std::vector<Entry> all;
 };
 

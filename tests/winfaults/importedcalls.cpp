@@ -88,12 +88,6 @@ constexpr std::string_view startThread =
 /// other calls belong to waiting for locks, to ending threads and to throwing exceptions: no
 /// program survives when they fail.
 bool isReported(const std::string& runtimeFunction) {
-    if (runtimeFunction == "mutex_impl_init") {
-        return orderOfLibrary().function == "pthread_mutex_lock";
-    }
-    if (runtimeFunction == "pthread_cond_init") {
-        return orderOfLibrary().place != nullptr;
-    }
     if (runtimeFunction == "pop_pthread_mem") {
         return orderOfLibrary().function == startThread;
     }
@@ -112,10 +106,9 @@ bool contains(const std::array<std::string_view, size>& names, std::string_view 
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// The runtime has memory of its own for an exception, and looks again for what a condition
-/// variable needs when it is waited for.
+/// The runtime has memory of its own for an exception.
 bool hasAnotherWay(const std::string& runtimeFunction) {
-    return runtimeFunction == "__cxa_allocate_exception" || runtimeFunction == "pthread_cond_init";
+    return runtimeFunction == "__cxa_allocate_exception";
 }
 
 /// From the functions of the library that the calling one runs in.
@@ -405,6 +398,7 @@ std::vector<ImportedCall> watchedCalls() {
 
 /// They cannot fail, or end the program.
 constexpr auto unfailing = std::to_array<std::string_view>({
+    "AcquireSRWLockExclusive",
     "DeleteCriticalSection",
     "EnterCriticalSection",
     "GetCurrentProcess",
@@ -422,14 +416,18 @@ constexpr auto unfailing = std::to_array<std::string_view>({
     "QueryPerformanceCounter",
     "QueryPerformanceFrequency",
     "RaiseException",
+    "ReleaseSRWLockExclusive",
     "RtlCaptureContext",
     "RtlLookupFunctionEntry",
     "RtlUnwindEx",
     "RtlVirtualUnwind",
     "SetLastError",
     "Sleep",
+    "SleepConditionVariableSRW",
     "TlsGetValue",
     "TryEnterCriticalSection",
+    "WakeAllConditionVariable",
+    "WakeConditionVariable",
     "__C_specific_handler",
     "___lc_codepage_func",
     "___mb_cur_max_func",

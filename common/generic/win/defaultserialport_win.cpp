@@ -1,7 +1,7 @@
 #include "defaultserialport.h"
 
 #include "logmessage.h"
-#include "preparedlock.h"
+#include "mutex.h"
 #include "printfformat.h"
 #include "ridgeexception.h"
 #include "scopedhandle.h"
@@ -85,8 +85,8 @@ struct DefaultSerialPort<PortName>::Private {
     std::atomic<bool> stopping{false};
     std::unique_ptr<std::thread> dispatchThread;
     /// Guards `queue`.
-    PreparedMutex mutex;
-    PreparedCondition bufferReady;
+    Mutex mutex;
+    Condition bufferReady;
     /// Filled buffers that wait for the listener, oldest first.
     std::deque<Buffer*> queue;
 };
@@ -351,7 +351,7 @@ void DefaultSerialPort<PortName>::Private::dispatchLoop(SerialPortListener& list
     while (!stopping) {
         std::size_t takenCount = 0;
         {
-            std::unique_lock<std::mutex> lock(mutex);
+            std::unique_lock lock(mutex);
             bufferReady.wait(lock, [this] { return stopping || !queue.empty(); });
             if (stopping) {
                 break;
