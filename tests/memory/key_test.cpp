@@ -5,6 +5,7 @@
 #include "defaultridgecommands.h"
 #include "fakeserialport.h"
 #include "hexbytes.h"
+#include "noerrors.h"
 #include "ridge-sdk.h"
 #include "ridgeexception.h"
 #include "scriptedscanner.h"
@@ -26,13 +27,9 @@ namespace {
 using test::FakeSerialPortFactory;
 using test::FreedMemory;
 using test::hexBytes;
+using test::NoErrors;
 using test::ScriptedScanner;
 using Bytes = std::vector<std::uint8_t>;
-
-class NoErrors final : public SerialPortErrorListener {
-public:
-    void onSerialPortError(const std::string& text) override { ADD_FAILURE() << text; }
-};
 
 /// The payload of a frame with its packet's header and checksum.
 Bytes unescaped(const Bytes& frame) {

@@ -5,6 +5,7 @@
 #include "gate.h"
 #include "hexbytes.h"
 #include "logrecorder.h"
+#include "noerrors.h"
 
 #include <gtest/gtest.h>
 
@@ -25,14 +26,10 @@ using test::FakeSerialPortFactory;
 using test::Gate;
 using test::hexBytes;
 using test::LogRecorder;
+using test::NoErrors;
 using test::Threads;
 using Bytes = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
-
-class NoErrors final : public SerialPortErrorListener {
-public:
-    void onSerialPortError(const std::string& text) override { ADD_FAILURE() << text; }
-};
 
 /// Stores nothing of the frames.
 class FrameCounter final : public DataLinkListener {

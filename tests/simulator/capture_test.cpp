@@ -17,8 +17,6 @@ constexpr const char* poll = "7E 01 00 01 11 EE 7F";
 constexpr const char* acknowledgement = "7E 81 00 01 11 EE 7F";
 constexpr const char* stop = "7E 01 00 01 12 ED 7F";
 constexpr const char* stopped = "7E 81 00 01 12 ED 7F";
-constexpr const char* ping = "7E 01 00 01 31 CE 7F";
-constexpr const char* pong = "7E 81 00 01 31 CE 7F";
 constexpr const char* nothingReady =
     "7E 81 00 11 91 07 00 0D 4E 6F 74 68 69 6E 67 20 72 65 61 64 79 3E 7F";
 constexpr const char* timedOut =

@@ -25,8 +25,6 @@ constexpr const char* createCsr =
 // The request 30 7E 7F 02.
 constexpr const char* created = "7E 81 00 05 21 30 7D 5E 7D 5F 02 AB 7F";
 constexpr const char* getDeviceInfo = "7E 01 00 01 30 CF 7F";
-constexpr const char* ping = "7E 01 00 01 31 CE 7F";
-constexpr const char* pong = "7E 81 00 01 31 CE 7F";
 
 class CreateCsrCommand : public testing::Test {
 protected:

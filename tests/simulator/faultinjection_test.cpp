@@ -9,8 +9,6 @@ namespace ridge::simulator::test {
 
 namespace {
 
-constexpr const char* ping = "7E 01 00 01 31 CE 7F";
-constexpr const char* pong = "7E 81 00 01 31 CE 7F";
 constexpr const char* getSettings = "7E 01 00 01 15 EA 7F";
 constexpr const char* settings = "7E 81 00 06 15 00 00 00 00 00 E5 7F";
 constexpr const char* startCapture = "7E 01 00 0A 10 01 00 00 13 88 00 00 00 00 4A 7F";

@@ -14,9 +14,6 @@ namespace ridge::simulator::test {
 
 namespace {
 
-constexpr const char* ping = "7E 01 00 01 31 CE 7F";
-constexpr const char* pong = "7E 81 00 01 31 CE 7F";
-
 std::vector<std::uint8_t> randomBytes(RandomSource& random, std::size_t count) {
     std::vector<std::uint8_t> bytes(count);
     for (std::uint8_t& byte : bytes) {

@@ -16,6 +16,10 @@ using std::chrono::milliseconds;
 std::vector<std::uint8_t> bytesOf(std::string_view hex);
 std::string hexOf(const std::vector<std::uint8_t>& bytes);
 
+/// A command that changes nothing, and its answer.
+constexpr const char* ping = "7E 01 00 01 31 CE 7F";
+constexpr const char* pong = "7E 81 00 01 31 CE 7F";
+
 /// Two columns, three rows, with a pixel for every value that the line must escape.
 GreyImage tinyImage();
 

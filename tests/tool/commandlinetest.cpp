@@ -1,10 +1,13 @@
 #include "commandline.h"
 #include "commanderror.h"
+#include "programrun.h"
 
 #include <gtest/gtest.h>
 
 namespace ridge::tool {
 namespace {
+
+using test::contains;
 
 template <typename Options>
 Options parsed(const std::vector<std::string>& arguments) {
@@ -24,10 +27,6 @@ std::string usageError(const std::vector<std::string>& arguments) {
 
 std::string helpText(const std::vector<std::string>& arguments) {
     return parsed<HelpRequest>(arguments).text;
-}
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
 }
 
 } // namespace

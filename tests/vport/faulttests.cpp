@@ -8,8 +8,6 @@ namespace ridge::simulator::tests {
 
 namespace {
 
-constexpr DWORD success = ERROR_SUCCESS;
-
 struct RefusableRequest {
     std::string name;
     PortRequest request;

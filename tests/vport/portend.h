@@ -13,8 +13,10 @@ namespace ridge::simulator::tests {
 
 using Bytes = std::vector<std::uint8_t>;
 
+constexpr DWORD success = ERROR_SUCCESS;
+
 struct Outcome {
-    DWORD error; // ERROR_SUCCESS or why the request failed
+    DWORD error; // success or why the request failed
     DWORD count;
 };
 

@@ -2,12 +2,6 @@
 
 namespace ridge::simulator::tests {
 
-namespace {
-
-constexpr DWORD success = ERROR_SUCCESS;
-
-} // namespace
-
 using EventWait = PortTest;
 
 TEST_F(EventWait, PendsUntilAByteComes) {
