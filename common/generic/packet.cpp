@@ -13,6 +13,16 @@ namespace {
 constexpr std::size_t headerSize = 4;
 constexpr std::size_t errorHeaderSize = 3;
 
+/// Sums of bytes, modulo 256.
+using ByteSums = std::array<std::uint8_t, 32>;
+
+/// Adds a byte to each: a fixed number of them, of which compilers make vector additions.
+void addBytes(ByteSums& sums, const std::uint8_t* bytes) {
+    for (std::size_t lane = 0; lane < sums.size(); ++lane) {
+        sums[lane] = static_cast<std::uint8_t>(sums[lane] + bytes[lane]);
+    }
+}
+
 } // namespace
 
 Packet::Packet(std::uint32_t packetType, std::uint8_t packetCode, const std::uint8_t* payload,
@@ -64,16 +74,16 @@ std::unique_ptr<Packet> Packet::parse(const std::uint8_t* bytes, std::size_t siz
 }
 
 std::uint8_t checksum(const std::uint8_t* bytes, std::size_t count) {
-    // A fixed number of byte sums: compilers make vector byte additions of the inner loop.
-    constexpr std::size_t blockSize = 32;
-    std::array<std::uint8_t, blockSize> sums{};
+    constexpr std::size_t blockSize = ByteSums().size();
+    ByteSums even{};
+    ByteSums odd{};
     std::size_t position = 0;
-    for (; position + blockSize <= count; position += blockSize) {
-        for (std::size_t lane = 0; lane < blockSize; ++lane) {
-            sums[lane] = static_cast<std::uint8_t>(sums[lane] + bytes[position + lane]);
-        }
+    for (; position + 2 * blockSize <= count; position += 2 * blockSize) {
+        addBytes(even, bytes + position);
+        addBytes(odd, bytes + position + blockSize);
     }
-    unsigned sum = std::accumulate(sums.begin(), sums.end(), 0U);
+    addBytes(even, odd.data());
+    unsigned sum = std::accumulate(even.begin(), even.end(), 0U);
     for (; position < count; ++position) {
         sum += bytes[position];
     }

@@ -5,6 +5,8 @@
 #include "ridgeexception.h"
 #include "statuscode.h"
 
+#include <algorithm>
+
 namespace ridge {
 namespace {
 
@@ -41,12 +43,28 @@ void DefaultDataLinkHandler::onData(const std::uint8_t* bytes, std::uint32_t siz
         return;
     }
     for (std::uint32_t position = 0; position < size; ++position) {
+        if (inFrame && !escapePending && !isSpecial(bytes[position])) {
+            position += receivePlain(bytes + position, size - position);
+            if (position == size) {
+                return;
+            }
+        }
         receiveByte(bytes[position]);
     }
 }
 
 void DefaultDataLinkHandler::onByte(std::uint8_t byte) {
     onData(&byte, 1);
+}
+
+/// Stores bytes up to the first special one, as many as there is room for, and returns how many: as
+/// `receiveByte` would, one by one.
+std::uint32_t DefaultDataLinkHandler::receivePlain(const std::uint8_t* bytes, std::uint32_t size) {
+    const std::uint32_t room = maxFrameSize.load(std::memory_order_relaxed) - frameLength;
+    const auto stored = static_cast<std::uint32_t>(
+        copyPlain(bytes, std::min(size, room), frameBuffer + frameLength));
+    frameLength += stored;
+    return stored;
 }
 
 void DefaultDataLinkHandler::receiveByte(std::uint8_t byte) {

@@ -32,7 +32,9 @@ private:
     void onData(const std::uint8_t* bytes, std::uint32_t size) override;
     void onByte(std::uint8_t byte) override;
 
-    void receiveByte(std::uint8_t byte);
+    std::uint32_t receivePlain(const std::uint8_t* bytes, std::uint32_t size);
+    /// Inline for the sake of the one loop that calls it.
+    inline void receiveByte(std::uint8_t byte);
     void resetReceiver();
 
     DataLinkListener& listener;

@@ -3,14 +3,9 @@
 #include "frameformat.h"
 #include "wipe.h"
 
+#include <algorithm>
+
 namespace ridge {
-namespace {
-
-bool needsEscape(std::uint8_t byte) {
-    return byte == escapeByte || byte == startFlag || byte == endFlag;
-}
-
-} // namespace
 
 FrameWriter::FrameWriter(SerialPort& serialPort, std::size_t scratchSize)
     : port(serialPort), scratch(scratchSize) {}
@@ -21,13 +16,12 @@ FrameWriter::~FrameWriter() {
 
 void FrameWriter::writeFrame(const std::uint8_t* payload, std::size_t size) {
     put(startFlag);
-    for (std::size_t position = 0; position < size; ++position) {
-        const std::uint8_t byte = payload[position];
-        if (needsEscape(byte)) {
+    std::size_t position = 0;
+    while (position < size) {
+        position += putPlain(payload + position, size - position);
+        for (; position < size && isSpecial(payload[position]); ++position) {
             put(escapeByte);
-            put(static_cast<std::uint8_t>(byte - escapeOffset));
-        } else {
-            put(byte);
+            put(static_cast<std::uint8_t>(payload[position] - escapeOffset));
         }
     }
     put(endFlag);
@@ -39,6 +33,17 @@ void FrameWriter::put(std::uint8_t byte) {
         flush();
     }
     scratch[filled++] = byte;
+}
+
+/// Puts bytes up to the first special one, as many as there is room for, and returns how many.
+std::size_t FrameWriter::putPlain(const std::uint8_t* bytes, std::size_t size) {
+    if (filled == scratch.size()) {
+        flush();
+    }
+    const std::size_t room = scratch.size() - filled;
+    const std::size_t copied = copyPlain(bytes, std::min(size, room), scratch.data() + filled);
+    filled += copied;
+    return copied;
 }
 
 void FrameWriter::flush() {

@@ -25,6 +25,7 @@ public:
 
 private:
     void put(std::uint8_t byte);
+    std::size_t putPlain(const std::uint8_t* bytes, std::size_t size);
     void flush();
 
     SerialPort& port;

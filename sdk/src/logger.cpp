@@ -3,6 +3,7 @@
 #include "logline.h"
 #include "mutex.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
@@ -22,6 +23,9 @@ struct InstalledLogger {
 Mutex logLock;
 /// Never freed at the end of the process: threads may log until the very last.
 InstalledLogger* installedLogger = nullptr;
+/// The installed logger's threshold, 0 without one. Changes under the lock only; what it filters
+/// needs no lock.
+std::atomic<char> currentThreshold{0};
 
 bool passes(char threshold, char level) {
     switch (threshold) {
@@ -64,6 +68,7 @@ bool isLogLevel(std::int32_t level) {
 
 void removeLogger() noexcept {
     const std::lock_guard lock(logLock);
+    currentThreshold = 0;
     delete std::exchange(installedLogger, nullptr);
 }
 
@@ -79,10 +84,14 @@ void installLogger(std::unique_ptr<Logger> logger, std::int32_t threshold) {
         std::printf("Invalid log level '%c'. Using level of INFO.\n", installed->threshold);
         installed->threshold = logInformation;
     }
+    currentThreshold = installed->threshold;
     installedLogger = installed.release();
 }
 
 void logMessage(char level, const char* sourceFile, int line, const char* format, ...) noexcept {
+    if (!passes(currentThreshold.load(std::memory_order_relaxed), level)) {
+        return;
+    }
     std::va_list arguments;
     va_start(arguments, format);
     try {

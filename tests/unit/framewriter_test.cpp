@@ -49,6 +49,14 @@ TEST(FrameWriter, FullScratch_IsWrittenEvenBetweenTheTwoBytesOfAnEscape) {
               (Writes{hexBytes("7E 01 02 7D"), hexBytes("5E 03 7F")}));
 }
 
+TEST(FrameWriter, ByteBehindThePayload_HasNoMeaning) {
+    WriteCollector port;
+    FrameWriter writer(port, 20);
+    const Bytes bytes = hexBytes("01 02 03 7E");
+    writer.writeFrame(bytes.data(), 3);
+    EXPECT_EQ(port.writes, Writes{hexBytes("7E 01 02 03 7F")});
+}
+
 TEST(FrameWriter, FrameThatFillsTheScratchExactly_IsOneWrite) {
     EXPECT_EQ(writesOf(hexBytes("01 02 03"), 5), Writes{hexBytes("7E 01 02 03 7F")});
     EXPECT_EQ(writesOf(hexBytes("7D 7F"), 6), Writes{hexBytes("7E 7D 5D 7D 5F 7F")});

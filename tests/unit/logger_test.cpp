@@ -279,6 +279,17 @@ TEST_F(LogDelivery, LoggerThatThrows_LeavesTheLogUsable) {
     EXPECT_EQ(calls, 2);
 }
 
+TEST_F(LogDelivery, FilteredLine_DoesNotWaitForOneThatIsBeingDelivered) {
+    int delivered = 0;
+    const auto logElsewhere = [](std::int32_t, const char*, void* userContext) {
+        std::thread([] { logMessage('I', "file.cpp", 1, "line"); }).join();
+        ++*static_cast<int*>(userContext);
+    };
+    installLogger(std::make_unique<UserLogger>(logElsewhere, &delivered), 'E');
+    logMessage('E', "file.cpp", 2, "line");
+    EXPECT_EQ(delivered, 1);
+}
+
 TEST_F(LogDelivery, ManyThreads_EnterTheCallbackOneAtATime) {
     struct Counter {
         std::atomic<int> inside{0};
