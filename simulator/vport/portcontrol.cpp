@@ -25,7 +25,11 @@ PortState PortControl::state() const {
         device.request<RidgeVportState>(RIDGE_VPORT_GET_STATE, RidgeVportPort{.port = port});
     return {.flags = state.flags,
             .bytesForHost = state.bytesForHost,
-            .bytesForLine = state.bytesForLine};
+            .bytesForLine = state.bytesForLine,
+            .bytesFromHost = state.bytesFromHost,
+            .bytesFromLine = state.bytesFromLine,
+            .hostLastSent = state.hostLastSent,
+            .lineLastSent = state.lineLastSent};
 }
 
 void PortControl::await(PortFlag flag, bool wanted) const {

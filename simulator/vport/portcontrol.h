@@ -50,6 +50,12 @@ struct PortState {
     std::uint32_t flags;
     std::uint32_t bytesForHost;
     std::uint32_t bytesForLine;
+    // What has crossed the line since the port was created, and the performance counter when the
+    // last of it did.
+    std::uint64_t bytesFromHost;
+    std::uint64_t bytesFromLine;
+    std::int64_t hostLastSent;
+    std::int64_t lineLastSent;
 
     bool has(PortFlag flag) const { return (flags & static_cast<std::uint32_t>(flag)) != 0; }
 };

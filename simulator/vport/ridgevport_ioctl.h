@@ -20,7 +20,7 @@
 #endif
 
 /* Raised whenever a record or a code below changes its meaning. */
-#define RIDGE_VPORT_VERSION 1u
+#define RIDGE_VPORT_VERSION 2u
 
 #define RIDGE_VPORT_CONTROL_NAME "\\\\.\\RidgeVport"
 #define RIDGE_VPORT_HOST_PREFIX "\\\\.\\COM"
@@ -94,6 +94,12 @@ struct RidgeVportPort {
 };
 
 struct RidgeVportState {
+    /* bytes that have crossed the line since the port was created */
+    uint64_t bytesFromHost;
+    uint64_t bytesFromLine;
+    /* performance counter when the last of them crossed; 0 before the first */
+    int64_t hostLastSent;
+    int64_t lineLastSent;
     uint32_t flags; /* RidgeVportFlag; 0 for a port that does not exist */
     uint32_t bytesForHost;
     uint32_t bytesForLine;

@@ -11,8 +11,6 @@ namespace ridge::simulator::tests {
 
 namespace {
 
-constexpr DWORD success = ERROR_SUCCESS;
-
 int creationError(std::uint32_t number) {
     try {
         const VirtualPort port(number);
@@ -65,6 +63,34 @@ TEST_F(PortLife, State_TellsWhatIsOpenPendingAndBuffered) {
     EXPECT_FALSE(state.has(PortFlag::lineHasData));
     EXPECT_EQ(state.bytesForHost, 2U);
     EXPECT_EQ(state.bytesForLine, 0U);
+}
+
+TEST_F(PortLife, State_TellsWhatHasCrossedTheLineAndWhen) {
+    const auto counter = [] {
+        LARGE_INTEGER value{};
+        QueryPerformanceCounter(&value);
+        return value.QuadPart;
+    };
+    const PortEnd host = openHost();
+    const PortEnd line = openLine();
+    const PortState untouched = port->state();
+    EXPECT_EQ(untouched.bytesFromHost, 0U);
+    EXPECT_EQ(untouched.bytesFromLine, 0U);
+    EXPECT_EQ(untouched.hostLastSent, 0);
+    EXPECT_EQ(untouched.lineLastSent, 0);
+    const std::int64_t start = counter();
+    host.write({1, 2, 3});
+    host.write({4});
+    const std::int64_t between = counter();
+    line.write({5, 6});
+    const std::int64_t end = counter();
+    const PortState state = port->state();
+    EXPECT_EQ(state.bytesFromHost, 4U);
+    EXPECT_EQ(state.bytesFromLine, 2U);
+    EXPECT_GE(state.hostLastSent, start);
+    EXPECT_LE(state.hostLastSent, between);
+    EXPECT_GE(state.lineLastSent, between);
+    EXPECT_LE(state.lineLastSent, end);
 }
 
 TEST_F(PortLife, EndOfThePort_FailsWhatIsPendingAtBothEnds) {

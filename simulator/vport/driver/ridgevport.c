@@ -33,6 +33,8 @@ typedef struct End {
     DEVICE_OBJECT* device;
     FILE_OBJECT* file; // the handle in service; null when closed or unplugged
     Fifo incoming;
+    ULONGLONG bytesSent; // taken by the peer since the port was created
+    LONGLONG lastSent;   // performance counter when the peer last took some
     LIST_ENTRY reads;
     LIST_ENTRY writes;
     LIST_ENTRY waits; // one at most
@@ -206,6 +208,10 @@ static void getState(ULONG number, struct RidgeVportState* state) {
     state->flags |= port->line.incoming.count != 0 ? RIDGE_VPORT_LINE_HAS_DATA : 0;
     state->bytesForHost = port->host.incoming.count;
     state->bytesForLine = port->line.incoming.count;
+    state->bytesFromHost = port->host.bytesSent;
+    state->bytesFromLine = port->line.bytesSent;
+    state->hostLastSent = port->host.lastSent;
+    state->lineLastSent = port->line.lastSent;
 }
 
 // Gives the state out if it is the awaited one.
@@ -303,6 +309,8 @@ static BOOLEAN advanceWrite(End* from, IRP* irp, LIST_ENTRY* done) {
         ULONG moved = fifoPut(&to->incoming, bytes + taken, length - taken);
         taken += moved;
         if (moved != 0) {
+            from->bytesSent += moved;
+            from->lastSent = KeQueryPerformanceCounter(NULL).QuadPart;
             charsArrived(to, done);
         }
     }
@@ -397,6 +405,11 @@ static void resetSettings(End* end) {
     RtlZeroMemory(&end->chars, sizeof(end->chars));
     end->chars.XonChar = 0x11;
     end->chars.XoffChar = 0x13;
+}
+
+static void resetCounts(End* end) {
+    end->bytesSent = 0;
+    end->lastSent = 0;
 }
 
 // A handle carries the status that answers its requests, STATUS_SUCCESS while it is in service.
@@ -910,6 +923,8 @@ static NTSTATUS createPort(ULONG number, FILE_OBJECT* owner) {
     port->host.writesHeld = FALSE;
     resetSettings(&port->host);
     resetSettings(&port->line);
+    resetCounts(&port->host);
+    resetCounts(&port->line);
     KeReleaseSpinLock(&lock, irql);
 
     status = linkLine(number);
