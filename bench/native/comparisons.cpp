@@ -1,0 +1,147 @@
+#include "comparisons.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <ostream>
+#include <stdexcept>
+#include <utility>
+
+namespace ridge::bench {
+namespace {
+
+/// Long enough for the clock, short enough for many rounds.
+constexpr double secondsPerSide = 0.01;
+
+/// Keeps the time that one iteration took; the other reporters would print it.
+class TimeReporter final : public benchmark::BenchmarkReporter {
+public:
+    bool ReportContext(const Context&) override { return true; }
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.error_occurred) {
+                throw std::runtime_error(run.benchmark_name() + ": " + run.error_message);
+            }
+            // In nanoseconds, as registered.
+            processorSeconds = run.GetAdjustedCPUTime() / 1e9;
+            wallSeconds = run.GetAdjustedRealTime() / 1e9;
+        }
+    }
+
+    double processorSeconds = 0;
+    double wallSeconds = 0;
+};
+
+std::string sideName(std::size_t comparison, std::size_t side) {
+    return "comparison" + std::to_string(comparison) + "/side" + std::to_string(side);
+}
+
+void registerSide(const std::string& name, const Side& side) {
+    benchmark::internal::Benchmark* const registered =
+        benchmark::RegisterBenchmark(name.c_str(), side.function);
+    registered->Unit(benchmark::kNanosecond)->MinTime(secondsPerSide)->Threads(side.threads);
+    switch (side.clock) {
+    case Clock::thread:
+        break;
+    case Clock::process:
+        registered->MeasureProcessCPUTime();
+        break;
+    case Clock::wall:
+        registered->UseRealTime();
+        break;
+    }
+}
+
+double measure(const std::string& name, const Side& side) {
+    TimeReporter reporter;
+    // A name of its own: one benchmark runs.
+    benchmark::RunSpecifiedBenchmarks(&reporter, "^" + name + "/");
+    return side.figure.of(side.clock == Clock::wall ? reporter.wallSeconds
+                                                    : reporter.processorSeconds);
+}
+
+double quantile(std::vector<double> values, double part) {
+    std::sort(values.begin(), values.end());
+    const double place = part * static_cast<double>(values.size() - 1);
+    const auto below = static_cast<std::size_t>(place);
+    const std::size_t above = std::min(below + 1, values.size() - 1);
+    return std::lerp(values[below], values[above], place - static_cast<double>(below));
+}
+
+double median(const std::vector<double>& values) {
+    return quantile(values, 0.5);
+}
+
+nlohmann::ordered_json textOrNull(const std::string& text) {
+    return text.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(text);
+}
+
+nlohmann::ordered_json row(const Reference& reference, const std::vector<double>& ours,
+                           const std::vector<double>& others) {
+    std::vector<double> ratios;
+    std::transform(ours.begin(), ours.end(), others.begin(), std::back_inserter(ratios),
+                   [](double our, double other) { return our / other; });
+    return {{"measure", reference.measure},
+            {"ours", median(ours)},
+            {"reference", median(others)},
+            {"unit", reference.side.figure.unit},
+            {"ratio", median(ratios)},
+            {"ratioOf", "ours / reference"},
+            {"spread", (quantile(ratios, 0.75) - quantile(ratios, 0.25)) / 2},
+            {"target", textOrNull(reference.target)},
+            {"stretch", textOrNull(reference.stretch)}};
+}
+
+} // namespace
+
+Figure gigabytesPerSecond(std::size_t bytesPerIteration) {
+    return {"GB/s",
+            [=](double seconds) { return static_cast<double>(bytesPerIteration) / seconds / 1e9; }};
+}
+
+Figure nanosecondsPer(const std::string& thing, std::size_t thingsPerIteration) {
+    return {"ns/" + thing, [=](double seconds) {
+                return seconds * 1e9 / static_cast<double>(thingsPerIteration);
+            }};
+}
+
+void Comparisons::add(Comparison comparison) {
+    comparisons.push_back(std::move(comparison));
+}
+
+void Comparisons::run(const std::string& text, std::ostream& results) {
+    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+    for (std::size_t number = 0; number < comparisons.size(); ++number) {
+        const Comparison& comparison = comparisons[number];
+        std::vector<const Reference*> references;
+        std::vector<const Side*> sides{&comparison.ours};
+        for (const Reference& reference : comparison.references) {
+            if (reference.measure.find(text) != std::string::npos) {
+                references.push_back(&reference);
+                sides.push_back(&reference.side);
+            }
+        }
+        if (references.empty()) {
+            continue;
+        }
+        for (std::size_t side = 0; side < sides.size(); ++side) {
+            registerSide(sideName(number, side), *sides[side]);
+        }
+        std::vector<std::vector<double>> figures(sides.size());
+        for (std::size_t round = 0; round < comparison.rounds; ++round) {
+            for (std::size_t side = 0; side < sides.size(); ++side) {
+                figures[side].push_back(measure(sideName(number, side), *sides[side]));
+            }
+        }
+        for (std::size_t side = 1; side < sides.size(); ++side) {
+            rows.push_back(row(*references[side - 1], figures[0], figures[side]));
+            std::cerr << references[side - 1]->measure << '\n';
+        }
+    }
+    results << nlohmann::ordered_json{{"rows", rows}}.dump(2) << '\n';
+}
+
+} // namespace ridge::bench
