@@ -2,8 +2,8 @@
 
 #include "datalinkhandler.h"
 #include "factory.h"
-#include "packethandler.h"
 #include "mutex.h"
+#include "packethandler.h"
 #include "serialport.h"
 
 #include <cstdint>
