@@ -23,7 +23,10 @@ def meets(ratio, wanted):
 def verdict(row):
     if meets(row["ratio"], row["stretch"]):
         return "stretch"
-    return {None: "-", True: "yes", False: "MISSED"}[meets(row["ratio"], row["target"])]
+    met = meets(row["ratio"], row["target"])
+    if met is None:
+        return "-" if row["stretch"] is None else "no"
+    return "yes" if met else "MISSED"
 
 
 def number(value):
