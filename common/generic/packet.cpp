@@ -82,6 +82,10 @@ std::uint8_t checksum(const std::uint8_t* bytes, std::size_t count) {
         addBytes(even, bytes + position);
         addBytes(odd, bytes + position + blockSize);
     }
+    if (position + blockSize <= count) {
+        addBytes(even, bytes + position);
+        position += blockSize;
+    }
     addBytes(even, odd.data());
     unsigned sum = std::accumulate(even.begin(), even.end(), 0U);
     for (; position < count; ++position) {

@@ -88,7 +88,7 @@ TEST(SlimCondition, DeadlineThatPasses_EndsTheWaitAndNotEarlier) {
     EXPECT_GE(steady_clock::now(), deadline);
 }
 
-TEST(SlimCondition, DeadlineBeyondWhatTheSystemCanWait_IsWaitedFor) {
+TEST(SlimCondition, DeadlineFarAway_IsWaitedForUntilTheNotification) {
     SlimMutex mutex;
     SlimCondition changed;
     bool waiting = false;
