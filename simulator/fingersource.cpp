@@ -25,6 +25,7 @@ void FingerSource::advance() {
         return;
     }
     ++options.seed;
+    drawn.pixels.clear();
     drawing = std::async(std::launch::async, generateFingerprint, options);
 }
 

@@ -11,7 +11,8 @@ namespace ridge::simulator {
 
 /// Gives one finger after the other: the supplied images in turn, or synthetic fingers with
 /// ascending seeds. Drawing one takes a while, on a busy machine longer than a host waits for an
-/// answer: the next is drawn on a thread of its own while nobody asks for it.
+/// answer: the next is drawn on a thread of its own while nobody asks for it. Passing over one that
+/// is being drawn, and the end of the source, wait for that.
 class FingerSource {
 public:
     FingerSource(std::vector<GreyImage> images, const FingerprintOptions& first);

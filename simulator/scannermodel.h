@@ -53,7 +53,7 @@ public:
     /// Throws std::invalid_argument for images that fit into no block and for an empty chunk.
     explicit ScannerModel(ScannerConfig config);
 
-    /// Has the first image ready before a host asks for it; the next ones always are.
+    /// Has the first image ready before a host asks for it; the next ones are begun early.
     void prepareImage();
 
     /// Takes bytes from the host, in pieces of any size.

@@ -103,6 +103,14 @@ std::vector<std::uint8_t> createdRequest(CsrCreator& requests, const CsrSubject&
 }
 
 void run(const ScannerOptions& options) {
+    CsrCreator requests;
+    ScannerConfig config = options.config;
+    config.createCsr = [&requests](const CsrSubject& subject) {
+        return createdRequest(requests, subject);
+    };
+    ScannerModel model(config);
+    // A host may connect as soon as the cable is there.
+    model.prepareImage();
     std::unique_ptr<UsbAttachment> cable;
     std::string lineName = options.port;
     std::string hostName = options.port;
@@ -113,13 +121,6 @@ void run(const ScannerOptions& options) {
         lineName = cable->lineName();
         hostName = "COM" + std::to_string(options.virtualPort);
     }
-    CsrCreator requests;
-    ScannerConfig config = options.config;
-    config.createCsr = [&requests](const CsrSubject& subject) {
-        return createdRequest(requests, subject);
-    };
-    ScannerModel model(config);
-    model.prepareImage();
     CommandReport report(model, std::cout, options.verbose);
     model.setTrace([&report](Direction direction, const Packet& packet) {
         report.onPacket(direction, packet);
