@@ -1,4 +1,5 @@
 #include "childprocess.h"
+#include "patience.h"
 #include "simulatorprocess.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +30,6 @@ public:
 
     /// Waits for a line behind the one that was waited for last.
     void waitForLine(const std::string& line) {
-        constexpr std::chrono::minutes patience{1};
         std::unique_lock lock(mutex);
         const auto said = [&] { return text.find(line + "\n", passed) != std::string::npos; };
         if (!arrived.wait_for(lock, patience, said)) {

@@ -1,5 +1,6 @@
 #include "previewprogram.h"
 
+#include "patience.h"
 #include "resource.h"
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 namespace ridge::test {
 namespace {
 
-constexpr std::chrono::minutes patience{1};
 /// How soon a window is looked at again: it does not tell others when its texts change.
 constexpr DWORD pollMilliseconds = 10;
 constexpr const char* title = "Ridge live preview";

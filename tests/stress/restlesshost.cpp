@@ -1,5 +1,7 @@
 #include "restlesshost.h"
 
+#include "patience.h"
+
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -7,7 +9,6 @@
 namespace ridge::test {
 namespace {
 
-constexpr std::chrono::minutes patience{1};
 constexpr ridgeCaptureParameters anyFinger{0, 10000, 1};
 constexpr ridgeCaptureParameters anyPicture{3, 0, 1};
 

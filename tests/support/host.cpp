@@ -1,13 +1,13 @@
 #include "host.h"
 
+#include "patience.h"
+
 #include <chrono>
 #include <ostream>
 #include <stdexcept>
 
 namespace ridge::test {
 namespace {
-
-constexpr std::chrono::minutes patience{1};
 
 std::vector<std::uint8_t> copyOf(const std::uint8_t* bytes, std::uint32_t size) {
     return bytes == nullptr ? std::vector<std::uint8_t>()

@@ -1,5 +1,7 @@
 #include "simulatorprocess.h"
 
+#include "patience.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -12,7 +14,6 @@
 namespace ridge::test {
 namespace {
 
-constexpr std::chrono::minutes patience{1};
 constexpr std::uint32_t firstPort = 20;
 constexpr std::size_t reportsKept = 50;
 

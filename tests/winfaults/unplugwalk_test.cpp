@@ -5,6 +5,7 @@
 #include "smallpicture.h"
 #include "systemtext.h"
 #include "testextent.h"
+#include "walk.h"
 
 #include <gtest/gtest.h>
 
@@ -25,9 +26,6 @@ namespace ridge::test {
 namespace {
 
 constexpr std::size_t hostCount = 12;
-
-/// On a busy machine an answer may come too late; seldom three times, one after the other.
-constexpr int lateAnswersAtMost = 2;
 
 /// One way through one scenario.
 struct UnplugWalk {

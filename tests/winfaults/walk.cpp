@@ -21,10 +21,7 @@ namespace {
 
 constexpr std::size_t laneCount = 8;
 /// Many times what a scenario can take whose every step ends with a time-out.
-constexpr std::chrono::minutes patience{3};
-
-/// On a busy machine an answer may come too late; seldom three times, one after the other.
-constexpr int lateAnswersAtMost = 2;
+constexpr std::chrono::minutes stepLimit{3};
 
 /// Whether a call completes at once or later, and so what follows, is a matter of chance. A trial
 /// is repeated until its place was reached.
@@ -83,7 +80,7 @@ public:
 private:
     void watch(const std::string& what) {
         std::unique_lock lock(mutex);
-        if (!changed.wait_for(lock, patience, [this] { return ended; })) {
+        if (!changed.wait_for(lock, stepLimit, [this] { return ended; })) {
             std::cerr << "hangs: " << what << std::endl;
             std::abort();
         }

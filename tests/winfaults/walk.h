@@ -17,6 +17,9 @@
 
 namespace ridge::test {
 
+/// On a busy machine an answer may come too late; seldom three times, one after the other.
+inline constexpr int lateAnswersAtMost = 2;
+
 /// A scenario, and what is refused in it.
 struct Trial {
     const Scenario* scenario;
