@@ -102,7 +102,7 @@ void logMessage(char level, const char* sourceFile, int line, const char* format
                                                              vformatText(format, arguments)));
         }
     } catch (...) {
-        // No memory for the line, or no lock: the line is lost, the operation goes on.
+        // No memory for the line: it is lost, the operation goes on.
     }
     va_end(arguments);
 }
