@@ -26,6 +26,7 @@ public:
 private:
     void put(std::uint8_t byte);
     std::size_t putPlain(const std::uint8_t* bytes, std::size_t size);
+    std::size_t putEscaped(const std::uint8_t* bytes, std::size_t size);
     void flush();
 
     SerialPort& port;
