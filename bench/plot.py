@@ -11,8 +11,8 @@ import re
 import subprocess
 import sys
 
-CAPTURE = re.compile(r"capture of (\d+) bytes, chunks of (\d+), / (\d+) bytes")
-CONNECTIONS = re.compile(r"(.+), (\d+) connections, / 1(?: x (\d+) cores)?")
+CAPTURE = re.compile(r"a byte beyond \d+ of a capture of (\d+), chunks of (\d+), / of (\d+)")
+CONNECTIONS = re.compile(r"(.+), (\d+) connections, / 1 x (\d+) cores")
 
 
 def capture_lines(rows):
@@ -34,7 +34,7 @@ def connection_lines(rows):
         if match := CONNECTIONS.fullmatch(row["measure"]):
             name, count, cores = match.groups()
             lines[name][1] = 1
-            lines[name][int(count)] = row["ratio"] * int(cores or 1)
+            lines[name][int(count)] = row["ratio"] * int(cores)
     return lines
 
 

@@ -1,23 +1,34 @@
 #!/usr/bin/env python3
-"""Prints the rows of result files as one table and puts them into one file.
+"""Prints the rows of result files as one table, ready for docs/performance.md, and puts them into
+one file. Says when, by what compilers and on what processor.
 
     bench/table.py OUTPUT INPUT...
 """
 
+import datetime
 import json
-import operator
+import os
 import pathlib
+import re
 import sys
 
-COMPARISONS = {"<=": operator.le, ">=": operator.ge}
+# A target that is the benchmark's own has this behind it.
+OWN = " (ours)"
 
 
 def meets(ratio, wanted):
-    """Whether a ratio is as wanted, such as ">= 1.5"; None when nothing is."""
+    """Whether a ratio is as wanted, such as ">= 1.5" or "0.9 .. 1.1"; None when nothing is."""
     if wanted is None or ratio is None:
         return None
-    sign, bound = wanted.split()
-    return COMPARISONS[sign](ratio, float(bound))
+    first, *rest = wanted.removesuffix(OWN).split()
+    if first == "<=":
+        return ratio <= float(rest[0])
+    if first == ">=":
+        return ratio >= float(rest[0])
+    between, greatest = rest
+    if between != "..":
+        sys.exit(f"table.py: not a target: {wanted}")
+    return float(first) <= ratio <= float(greatest)
 
 
 def verdict(row):
@@ -29,8 +40,17 @@ def verdict(row):
     return "yes" if met else "MISSED"
 
 
-def number(value):
-    return "-" if value is None else f"{value:#.4g}".rstrip(".")
+def number(value, digits=4):
+    if value is None:
+        return "-"
+    if abs(value) >= 10 ** digits:
+        return f"{value:.0f}"
+    return f"{value:#.{digits}g}".rstrip(".")
+
+
+def ratio(value):
+    """Targets have five digits."""
+    return number(value, 5)
 
 
 def spread(value):
@@ -48,7 +68,7 @@ def cells(row):
         number(row["ours"]),
         number(row["reference"]),
         row["unit"],
-        number(row["ratio"]),
+        ratio(row["ratio"]),
         spread(row["spread"]),
         row["target"] or "-",
         row["stretch"] or "-",
@@ -72,12 +92,26 @@ def table(rows):
         for line in lines)
 
 
+def processor():
+    names = re.findall(r"^model name\s*: (.+)$", pathlib.Path("/proc/cpuinfo").read_text(),
+                       re.MULTILINE)
+    return f"{os.cpu_count()} cores of {names[0] if names else 'an unknown processor'}"
+
+
 def main():
     output, *inputs = map(pathlib.Path, sys.argv[1:])
-    rows = [row for path in inputs for row in json.loads(path.read_text())["rows"]]
+    parts = [json.loads(path.read_text()) for path in inputs]
+    rows = [row for part in parts for row in part["rows"]]
     for row in rows:
         row["met"] = verdict(row)
-    output.write_text(json.dumps({"rows": rows}, indent=2) + "\n")
+    results = {
+        "date": datetime.date.today().isoformat(),
+        "compilers": [part["compiler"] for part in parts],
+        "processor": processor(),
+        "rows": rows,
+    }
+    output.write_text(json.dumps(results, indent=2) + "\n")
+    print(f"{results['date']}, {', '.join(results['compilers'])}, {results['processor']}.\n")
     print(table(rows))
 
 

@@ -39,9 +39,13 @@ std::string sideName(std::size_t comparison, std::size_t side) {
     return "comparison" + std::to_string(comparison) + "/side" + std::to_string(side);
 }
 
-void registerSide(const std::string& name, const Side& side) {
+std::string lesserName(const std::string& name) {
+    return name + "-lesser";
+}
+
+void registerFunction(const std::string& name, const Function& function, const Side& side) {
     benchmark::internal::Benchmark* const registered =
-        benchmark::RegisterBenchmark(name.c_str(), side.function);
+        benchmark::RegisterBenchmark(name.c_str(), function);
     registered->Unit(benchmark::kNanosecond)->MinTime(secondsPerSide)->Threads(side.threads);
     switch (side.clock) {
     case Clock::thread:
@@ -55,12 +59,24 @@ void registerSide(const std::string& name, const Side& side) {
     }
 }
 
-double measure(const std::string& name, const Side& side) {
+void registerSide(const std::string& name, const Side& side) {
+    registerFunction(name, side.function, side);
+    if (side.lesser) {
+        registerFunction(lesserName(name), side.lesser, side);
+    }
+}
+
+double secondsOf(const std::string& name, Clock clock) {
     TimeReporter reporter;
     // A name of its own: one benchmark runs.
     benchmark::RunSpecifiedBenchmarks(&reporter, "^" + name + "/");
-    return side.figure.of(side.clock == Clock::wall ? reporter.wallSeconds
-                                                    : reporter.processorSeconds);
+    return clock == Clock::wall ? reporter.wallSeconds : reporter.processorSeconds;
+}
+
+double measure(const std::string& name, const Side& side) {
+    const double seconds = secondsOf(name, side.clock);
+    return side.figure.of(side.lesser ? seconds - secondsOf(lesserName(name), side.clock)
+                                      : seconds);
 }
 
 double quantile(std::vector<double> values, double part) {
@@ -141,7 +157,7 @@ void Comparisons::run(const std::string& text, std::ostream& results) {
             std::cerr << references[side - 1]->measure << '\n';
         }
     }
-    results << nlohmann::ordered_json{{"rows", rows}}.dump(2) << '\n';
+    results << nlohmann::ordered_json{{"compiler", RIDGE_COMPILER}, {"rows", rows}}.dump(2) << '\n';
 }
 
 } // namespace ridge::bench

@@ -26,13 +26,17 @@ enum class Clock {
     wall,
 };
 
+using Function = std::function<void(benchmark::State&)>;
+
 /// One side of a comparison.
 struct Side {
-    std::function<void(benchmark::State&)> function;
+    Function function;
     Figure figure;
     /// So many run the function at a time; the figure is that of all together.
     int threads = 1;
     Clock clock = Clock::thread;
+    /// When there is one, its time is taken off: the figure is that of what the function does more.
+    Function lesser = {};
 };
 
 /// What a figure of the library is held against: one row of the results.

@@ -92,22 +92,25 @@ void addConnections(Comparisons& comparisons) {
                          {{fromPort + connections + " x " + std::to_string(ideal) + " cores",
                            {receivePackets(lines), gigabytesPerSecond(bytesPerIteration * ideal), 1,
                             Clock::wall},
-                           ">= 0.9",
+                           ">= 0.9 (ours)",
                            ""}}});
         // Were anything shared, a packet would take more processor time too, whoever else works.
         const Figure packet = nanosecondsPer("packet", payloadCount);
         comparisons.add({{receivePackets(lines), packet, threads},
                          {{fromPort + connections + ", processor time",
                            {receivePackets(lines), packet},
-                           "<= 1.1",
+                           "<= 1.1 (ours)",
                            ""}}});
         // Most of a capture is waiting: there is room for more connections than cores.
         const Figure blocks = gigabytesPerSecond(blockSize);
+        // How they meet the scheduler differs from round to round.
+        constexpr std::size_t manyRounds = 31;
         comparisons.add({{captureImages, blocks, threads, Clock::wall},
                          {{"captures, line in memory, " + connections,
                            {captureImages, blocks, 1, Clock::wall},
                            "",
-                           ""}}});
+                           ""}},
+                         manyRounds});
     }
 }
 

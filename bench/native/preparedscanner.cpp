@@ -22,8 +22,8 @@ Bytes answer(std::uint8_t code, const Bytes& payload = {}) {
     return frameOf(Packet(packetTypeResponse, code, payload.data(), payload.size()).serialize());
 }
 
-/// An image of one line in a capture block without a trailer.
-Bytes captureBlock(std::size_t size) {
+/// An image of one line in a capture block without a trailer; others have another number.
+Bytes captureBlock(std::size_t size, std::size_t number) {
     const std::size_t imageSize = size - captureOverhead;
     const std::vector<Bytes>& images = imagePayloads().all;
     Bytes block;
@@ -32,11 +32,24 @@ Bytes captureBlock(std::size_t size) {
     appendBigEndian16(block, 1);
     appendBigEndian16(block, 1);
     appendBigEndian32(block, static_cast<std::uint32_t>(imageSize));
-    for (std::size_t position = 0; position < imageSize; ++position) {
+    const std::size_t first = number * imageSize;
+    for (std::size_t position = first; position < first + imageSize; ++position) {
         block.push_back(images[position / payloadSize % payloadCount][position % payloadSize]);
     }
     block.resize(size);
     return block;
+}
+
+std::vector<Bytes> chunksOf(const Bytes& block, std::size_t chunkSize) {
+    std::vector<Bytes> chunks;
+    std::size_t size = std::max(chunkSize, leastFirstChunk);
+    for (std::size_t begin = 0; begin < block.size(); begin += std::exchange(size, chunkSize)) {
+        const auto first = block.begin() + static_cast<std::ptrdiff_t>(begin);
+        const std::size_t length = std::min(size, block.size() - begin);
+        chunks.push_back(
+            answer(getCaptureData, Bytes(first, first + static_cast<std::ptrdiff_t>(length))));
+    }
+    return chunks;
 }
 
 } // namespace
@@ -45,13 +58,8 @@ PreparedScanner::PreparedScanner(const std::string& portName, std::size_t blockS
                                  std::size_t chunkSize)
     : name(portName), deviceInfo(answer(getDeviceInfo, Bytes(infoTexts * 2 + infoNumbers))),
       deviceSettings(answer(getDeviceSettings, Bytes(5))), line(portName) {
-    const Bytes block = captureBlock(blockSize);
-    std::size_t size = std::max(chunkSize, leastFirstChunk);
-    for (std::size_t begin = 0; begin < block.size(); begin += std::exchange(size, chunkSize)) {
-        const auto first = block.begin() + static_cast<std::ptrdiff_t>(begin);
-        const std::size_t length = std::min(size, block.size() - begin);
-        chunks.push_back(
-            answer(getCaptureData, Bytes(first, first + static_cast<std::ptrdiff_t>(length))));
+    for (std::size_t made = 0; made < payloadCount; made += blocks.back().size()) {
+        blocks.push_back(chunksOf(captureBlock(blockSize, blocks.size()), chunkSize));
     }
     line.onHostWrite([this](const Bytes& frame) { onHostWrite(frame); });
 }
@@ -61,8 +69,8 @@ void PreparedScanner::onHostWrite(const Bytes& frame) {
     const std::uint8_t type = frame.at(1);
     const std::uint8_t code = frame.at(4);
     if (type == packetTypeResponse) {
-        if (nextChunk < chunks.size()) {
-            line.deliver(chunks[nextChunk++]);
+        if (chunks != nullptr && nextChunk < chunks->size()) {
+            line.deliver((*chunks)[nextChunk++]);
         }
         return;
     }
@@ -76,7 +84,9 @@ void PreparedScanner::onHostWrite(const Bytes& frame) {
     }
     line.deliver(answer(code));
     if (code == getCaptureData) {
-        line.deliver(chunks.front());
+        chunks = &blocks[nextBlock];
+        nextBlock = (nextBlock + 1) % blocks.size();
+        line.deliver(chunks->front());
         nextChunk = 1;
     }
 }

@@ -14,13 +14,16 @@ constexpr std::uint8_t escapeBit = 0x20;
 
 TextbookDecoder::TextbookDecoder(OnFrame frameFunction) : onFrame(std::move(frameFunction)) {}
 
-void TextbookDecoder::receive(const std::uint8_t* bytes, std::size_t size) {
-    for (std::size_t index = 0; index < size; ++index) {
-        receiveByte(bytes[index]);
+inline void TextbookDecoder::store(std::uint8_t byte) {
+    if (length == frame.size()) {
+        state = State::idle;
+        return;
     }
+    frame[length] = byte;
+    ++length;
 }
 
-void TextbookDecoder::receiveByte(std::uint8_t byte) {
+inline void TextbookDecoder::receiveByte(std::uint8_t byte) {
     if (byte == startFlag) {
         state = State::inFrame;
         length = 0;
@@ -48,13 +51,10 @@ void TextbookDecoder::receiveByte(std::uint8_t byte) {
     }
 }
 
-void TextbookDecoder::store(std::uint8_t byte) {
-    if (length == frame.size()) {
-        state = State::idle;
-        return;
+void TextbookDecoder::receive(const std::uint8_t* bytes, std::size_t size) {
+    for (std::size_t index = 0; index < size; ++index) {
+        receiveByte(bytes[index]);
     }
-    frame[length] = byte;
-    ++length;
 }
 
 TextbookEncoder::TextbookEncoder(Write writeFunction) : write(std::move(writeFunction)) {}

@@ -20,8 +20,8 @@ public:
 private:
     enum class State { idle, inFrame, escaped };
 
-    void receiveByte(std::uint8_t byte);
-    void store(std::uint8_t byte);
+    inline void receiveByte(std::uint8_t byte);
+    inline void store(std::uint8_t byte);
 
     OnFrame onFrame;
     State state = State::idle;

@@ -5,7 +5,8 @@
 namespace ridge::bench {
 namespace {
 
-constexpr std::size_t imageCount = 8;
+/// Fewer, and a processor's branch prediction could learn them.
+constexpr std::size_t leastPackets = 64;
 constexpr std::uint32_t width = 100;
 
 /// The fingerprint's pixels from a place on, again and again.
@@ -26,10 +27,14 @@ void fillBlocks(simulator::ScannerConfig& config, const simulator::GreyImage& fi
     const std::size_t content = blockSize - simulator::captureBlockOverhead;
     const auto height = static_cast<std::uint32_t>(content / width);
     config.marks.trailer.assign(content % width, 0);
+    const std::size_t packets = (blockSize + config.chunkSize - 1) / config.chunkSize;
+    const std::size_t imageCount = (leastPackets + packets - 1) / packets;
     for (std::size_t index = 0; index < imageCount; ++index) {
         // Shares no factor with the fingerprint's size: no two pieces begin at the same place.
         constexpr std::size_t step = 12347;
-        config.images.push_back(cutOut(fingerprint, height, (number * imageCount + index) * step));
+        // No scanner has more pictures than packets that are to be different.
+        config.images.push_back(
+            cutOut(fingerprint, height, (number * leastPackets + index) * step));
     }
 }
 

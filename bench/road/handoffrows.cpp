@@ -98,34 +98,42 @@ std::vector<Row> measureHandOffs(Road& road) {
         report("two hand-offs alone, the standard library's mutex and condition variable",
                medianOfHandOffs<StandardBaton>(), "us")};
     std::vector<double> ours;
-    std::vector<double> reference;
-    std::vector<double> standard;
+    std::vector<double> byLock;
+    std::vector<double> byAddress;
+    std::vector<double> byStandard;
     const NotedReads noted;
     LibraryHost library(road.scanners.portName(firstStandard));
-    HandOffHost<LockBaton> fastest(road.scanners.portName(firstStandard + 1));
-    HandOffHost<StandardBaton> plain(road.scanners.portName(firstStandard + 2));
+    HandOffHost<LockBaton> lockHost(road.scanners.portName(firstStandard + 1));
+    HandOffHost<AddressBaton> addressHost(road.scanners.portName(firstStandard + 2));
+    HandOffHost<StandardBaton> standardHost(road.scanners.portName(firstStandard + 3));
     for (int round = 0; round < roundCount; ++round) {
         std::vector<double> libraryTimes;
-        std::vector<double> fastestTimes;
-        std::vector<double> plainTimes;
+        std::vector<double> lockTimes;
+        std::vector<double> addressTimes;
+        std::vector<double> standardTimes;
         for (int number = 0; number < commandsPerRound; ++number) {
             library.setSettings();
             libraryTimes.push_back(microseconds(performanceTime() - Time(answerRead)));
-            fastestTimes.push_back(microseconds(fastest.command()));
-            plainTimes.push_back(microseconds(plain.command()));
+            lockTimes.push_back(microseconds(lockHost.command()));
+            addressTimes.push_back(microseconds(addressHost.command()));
+            standardTimes.push_back(microseconds(standardHost.command()));
         }
         ours.push_back(median(libraryTimes));
-        reference.push_back(median(fastestTimes));
-        standard.push_back(median(plainTimes));
+        byLock.push_back(median(lockTimes));
+        byAddress.push_back(median(addressTimes));
+        byStandard.push_back(median(standardTimes));
     }
-    Row row = comparison("answer's last byte read to the caller, over two hand-offs by SRWLOCK",
-                         ours, reference, "us");
-    row.target = "<= 1.5";
-    row.stretch = "<= 1.15";
-    rows.push_back(row);
-    rows.push_back(comparison("answer's last byte read to the caller, over two hand-offs by the "
-                              "standard library",
-                              ours, standard, "us"));
+    const auto over = [&](const std::string& primitive, const std::vector<double>& reference) {
+        return comparison("answer's last byte read to the caller, / two hand-offs by " + primitive,
+                          ours, reference, "us");
+    };
+    const bool isAddressFaster = median(byAddress) < median(byLock);
+    Row address = over(isAddressFaster ? "WaitOnAddress, the fastest" : "WaitOnAddress", byAddress);
+    Row lock = over(isAddressFaster ? "SRWLOCK" : "SRWLOCK, the fastest", byLock);
+    Row& fastest = isAddressFaster ? address : lock;
+    fastest.target = "<= 1.5";
+    fastest.stretch = "<= 1.15";
+    rows.insert(rows.end(), {lock, address, over("the standard library", byStandard)});
     return rows;
 }
 

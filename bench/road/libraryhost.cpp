@@ -37,18 +37,10 @@ void LibraryHost::setSettings() {
 Time LibraryHost::capture() {
     constexpr ridgeCaptureParameters anyFinger{0, 10000, 1};
     constexpr ridgeCaptureCallbacks callbacks{onError, onCapture, nullptr};
-    const auto startCapture = [&] {
-        return ridgeStartCapture(context, &anyFinger, nullptr, &callbacks, this);
-    };
-    Time start = performanceTime();
-    std::int32_t status = startCapture();
-    // The last worker may still be on its way out: a stop would wait for it, but might be told to
-    // the scanner too.
-    for (; status == RIDGE_CAPTURE_ACTIVE; status = startCapture()) {
-        Sleep(1);
-        start = performanceTime();
-    }
-    require(status);
+    // The last capture's worker may still be on its way out.
+    ridgeStopCapture(context);
+    const Time start = performanceTime();
+    require(ridgeStartCapture(context, &anyFinger, nullptr, &callbacks, this));
     WaitForSingleObject(captured.get(), INFINITE);
     if (!failure.empty()) {
         throw std::runtime_error(failure);

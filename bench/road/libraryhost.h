@@ -23,7 +23,8 @@ public:
     void disconnect();
     /// One command and its answer.
     void setSettings();
-    /// Fetches an image; the time until the library handed it over.
+    /// Fetches an image; the time until the library handed it over. The end of a capture before is
+    /// awaited first, and is not part of it.
     Time capture();
 
 private:

@@ -50,16 +50,17 @@ std::vector<ScannerKind> scannerKinds() {
     return kinds;
 }
 
+/// The progress; the table comes from the result file.
 void print(const Row& row) {
-    std::cout << row.measure << ": " << toJson(row)["ours"];
+    std::cerr << row.measure << ": " << toJson(row)["ours"];
     if (row.reference) {
-        std::cout << " / " << *row.reference;
+        std::cerr << " / " << *row.reference;
     }
-    std::cout << ' ' << row.unit;
+    std::cerr << ' ' << row.unit;
     if (row.ratio) {
-        std::cout << ", ratio " << *row.ratio << " +- " << toJson(row)["spread"];
+        std::cerr << ", ratio " << *row.ratio << " +- " << toJson(row)["spread"];
     }
-    std::cout << std::endl;
+    std::cerr << std::endl;
 }
 
 void measure(const std::string& resultFile, const std::vector<std::string>& wanted) {
@@ -76,7 +77,7 @@ void measure(const std::string& resultFile, const std::vector<std::string>& want
         }
     }
     std::ofstream file(resultFile);
-    file << nlohmann::json{{"rows", rows}}.dump(2) << '\n';
+    file << nlohmann::json{{"compiler", RIDGE_COMPILER}, {"rows", rows}}.dump(2) << '\n';
     if (!file) {
         throw std::runtime_error("cannot write " + resultFile);
     }

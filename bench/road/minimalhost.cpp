@@ -3,15 +3,17 @@
 namespace ridge::bench {
 
 /// Reads until `onFrames`, which is told how many frames each read has ended, says that it is over.
+/// It returns with that read: whether anything is left is asked before the next wait.
 template <typename OnFrames>
 void MinimalHost::receive(OnFrames onFrames) {
-    bool over = false;
-    while (!over) {
-        port.await();
+    for (;;) {
         for (auto bytes = port.read(); !bytes.empty(); bytes = port.read()) {
             const std::size_t frames = countFrames(bytes.data(), bytes.size());
-            over = (frames != 0 && onFrames(frames)) || over;
+            if (frames != 0 && onFrames(frames)) {
+                return;
+            }
         }
+        port.await();
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 
 namespace ridge::bench {
 namespace {
@@ -32,7 +33,7 @@ Row comparison(const std::string& measure, const std::vector<double>& ours,
             .unit = unit,
             .ratio = median(ratios),
             .ratioOf = "ours / reference",
-            .spread = spreadOf(ratios),
+            .spread = ratios.size() > 1 ? std::optional(spreadOf(ratios)) : std::nullopt,
             .target = {},
             .stretch = {}};
 }

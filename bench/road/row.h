@@ -23,7 +23,7 @@ struct Row {
 };
 
 /// A row of values that were measured in turn: the medians, the median of the ratios of ours over
-/// the reference, and its spread.
+/// the reference, and its spread, which one round does not have.
 Row comparison(const std::string& measure, const std::vector<double>& ours,
                const std::vector<double>& reference, const std::string& unit);
 

@@ -1,7 +1,6 @@
 #include "unixprocess.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -17,9 +16,18 @@ namespace {
 constexpr std::string_view processes = "Z:\\proc\\";
 constexpr std::string_view programName = "ridge-road-bench.exe";
 
-std::string readFile(const std::string& name) {
+/// Empty when there is no such file, as of a process or thread that has ended.
+std::string readIfThere(const std::string& name) {
     std::ifstream file(name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string readFile(const std::string& name) {
+    std::string text = readIfThere(name);
+    if (text.empty()) {
+        throw std::runtime_error("cannot read " + name);
+    }
+    return text;
 }
 
 bool isNumber(const std::string& text) {
@@ -44,16 +52,20 @@ std::vector<std::string> numberedEntries(const std::string& folder) {
     return entries;
 }
 
-/// The number behind a field's name, such as "\nThreads:".
+/// The number behind a field's name, such as "Threads:". Throws when there is none.
 std::uint64_t field(const std::string& text, const std::string& name) {
-    const std::size_t place = text.find(name);
-    return place == std::string::npos ? 0 : std::stoull(text.substr(place + name.size()));
+    // At a line's beginning: one field's name may end with another one's.
+    const std::size_t place = text.find('\n' + name);
+    if (place == std::string::npos) {
+        throw std::runtime_error("the system beneath does not count " + name);
+    }
+    return std::stoull(text.substr(place + 1 + name.size()));
 }
 
 /// The program itself, and neither who started it nor a child of its own, which has arguments that
 /// differ.
 bool isThisProcess(const std::string& folder) {
-    const std::string commandLine = readFile(folder + "cmdline");
+    const std::string commandLine = readIfThere(folder + "cmdline");
     const std::size_t end = commandLine.find('\0');
     if (end == std::string::npos ||
         !std::string_view(commandLine).substr(0, end).ends_with(programName)) {
@@ -92,6 +104,9 @@ std::chrono::milliseconds UnixProcess::processorTime() const {
     std::int64_t user = 0;
     std::int64_t system = 0;
     fields >> user >> system;
+    if (!fields) {
+        throw std::runtime_error("the system beneath does not count processor time");
+    }
     constexpr std::chrono::milliseconds tick{10};
     return (user + system) * tick;
 }
@@ -100,12 +115,17 @@ std::map<std::string, ThreadUse> UnixProcess::threads() const {
     std::map<std::string, ThreadUse> result;
     for (const std::string& number : numberedEntries(folder + "task\\")) {
         const std::string thread = folder + "task\\" + number + "\\";
-        const std::string status = readFile(thread + "status");
+        const std::string status = readIfThere(thread + "status");
+        if (status.empty()) {
+            // It has ended.
+            continue;
+        }
         std::istringstream schedule(readFile(thread + "schedstat"));
         std::chrono::nanoseconds::rep onProcessor = 0;
-        schedule >> onProcessor;
-        // The second field's name ends with the first one's.
-        result[number] = {field(status, "\nvoluntary_ctxt_switches:") +
+        if (!(schedule >> onProcessor)) {
+            throw std::runtime_error("the system beneath does not count a thread's time");
+        }
+        result[number] = {field(status, "voluntary_ctxt_switches:") +
                               field(status, "nonvoluntary_ctxt_switches:"),
                           std::chrono::nanoseconds(onProcessor)};
     }

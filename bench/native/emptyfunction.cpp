@@ -1,0 +1,7 @@
+#include "emptyfunction.h"
+
+namespace ridge::bench {
+
+void doNothing(char, const char*, int, const char*, ...) {}
+
+} // namespace ridge::bench
