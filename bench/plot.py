@@ -65,10 +65,11 @@ def main():
     results, folder = map(pathlib.Path, sys.argv[1:])
     rows = json.loads(results.read_text())["rows"]
     draw(folder / "performance-captures.svg", capture_lines(rows),
-         "set logscale xy\nset yrange [1:*]\n"
+         "set logscale xy\nset xrange [8000:200000]\nset yrange [0.1:20000]\n"
+         "set xtics (10000, 20000, 50000, 100000, 140000)\n"
          "set xlabel 'bytes of a block'\nset ylabel 'ns per byte'")
     draw(folder / "performance-connections.svg", connection_lines(rows),
-         "set logscale x 2\nset xtics (1, 2, 4, 8)\n"
+         "set logscale x 2\nset xrange [0.9:9]\nset xtics (1, 2, 4, 8)\n"
          "set xlabel 'connections at once'\nset ylabel 'times as fast as one'")
 
 
