@@ -1,11 +1,6 @@
 #include "comparisons.h"
 
-#include <nlohmann/json.hpp>
-
-#include <algorithm>
-#include <cmath>
 #include <iostream>
-#include <ostream>
 #include <stdexcept>
 #include <utility>
 
@@ -79,36 +74,12 @@ double measure(const std::string& name, const Side& side) {
                                       : seconds);
 }
 
-double quantile(std::vector<double> values, double part) {
-    std::sort(values.begin(), values.end());
-    const double place = part * static_cast<double>(values.size() - 1);
-    const auto below = static_cast<std::size_t>(place);
-    const std::size_t above = std::min(below + 1, values.size() - 1);
-    return std::lerp(values[below], values[above], place - static_cast<double>(below));
-}
-
-double median(const std::vector<double>& values) {
-    return quantile(values, 0.5);
-}
-
-nlohmann::ordered_json textOrNull(const std::string& text) {
-    return text.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(text);
-}
-
-nlohmann::ordered_json row(const Reference& reference, const std::vector<double>& ours,
-                           const std::vector<double>& others) {
-    std::vector<double> ratios;
-    std::transform(ours.begin(), ours.end(), others.begin(), std::back_inserter(ratios),
-                   [](double our, double other) { return our / other; });
-    return {{"measure", reference.measure},
-            {"ours", median(ours)},
-            {"reference", median(others)},
-            {"unit", reference.side.figure.unit},
-            {"ratio", median(ratios)},
-            {"ratioOf", "ours / reference"},
-            {"spread", (quantile(ratios, 0.75) - quantile(ratios, 0.25)) / 2},
-            {"target", textOrNull(reference.target)},
-            {"stretch", textOrNull(reference.stretch)}};
+Row rowOf(const Reference& reference, const std::vector<double>& ours,
+          const std::vector<double>& others) {
+    Row row = comparison(reference.measure, ours, others, reference.side.figure.unit);
+    row.target = reference.target;
+    row.stretch = reference.stretch;
+    return row;
 }
 
 } // namespace
@@ -128,13 +99,13 @@ void Comparisons::add(Comparison comparison) {
     comparisons.push_back(std::move(comparison));
 }
 
-void Comparisons::run(const std::string& text, std::ostream& results) {
-    nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+std::vector<Row> Comparisons::run(const std::string& text) {
+    std::vector<Row> rows;
     for (std::size_t number = 0; number < comparisons.size(); ++number) {
-        const Comparison& comparison = comparisons[number];
+        const Comparison& compared = comparisons[number];
         std::vector<const Reference*> references;
-        std::vector<const Side*> sides{&comparison.ours};
-        for (const Reference& reference : comparison.references) {
+        std::vector<const Side*> sides{&compared.ours};
+        for (const Reference& reference : compared.references) {
             if (reference.measure.find(text) != std::string::npos) {
                 references.push_back(&reference);
                 sides.push_back(&reference.side);
@@ -147,17 +118,17 @@ void Comparisons::run(const std::string& text, std::ostream& results) {
             registerSide(sideName(number, side), *sides[side]);
         }
         std::vector<std::vector<double>> figures(sides.size());
-        for (std::size_t round = 0; round < comparison.rounds; ++round) {
+        for (std::size_t round = 0; round < compared.rounds; ++round) {
             for (std::size_t side = 0; side < sides.size(); ++side) {
                 figures[side].push_back(measure(sideName(number, side), *sides[side]));
             }
         }
         for (std::size_t side = 1; side < sides.size(); ++side) {
-            rows.push_back(row(*references[side - 1], figures[0], figures[side]));
+            rows.push_back(rowOf(*references[side - 1], figures[0], figures[side]));
             std::cerr << references[side - 1]->measure << '\n';
         }
     }
-    results << nlohmann::ordered_json{{"compiler", RIDGE_COMPILER}, {"rows", rows}}.dump(2) << '\n';
+    return rows;
 }
 
 } // namespace ridge::bench

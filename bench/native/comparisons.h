@@ -1,10 +1,11 @@
 #pragma once
 
+#include "row.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
 #include <functional>
-#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -61,9 +62,8 @@ class Comparisons {
 public:
     void add(Comparison comparison);
 
-    /// Measures those rows whose measure contains the text, and writes them as JSON: medians over
-    /// the rounds.
-    void run(const std::string& text, std::ostream& results);
+    /// Measures those rows whose measure contains the text: medians over the rounds.
+    std::vector<Row> run(const std::string& text);
 
 private:
     std::vector<Comparison> comparisons;

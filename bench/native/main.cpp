@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
         addCaptureGrowth(comparisons);
         std::ofstream results(argv[1]);
         results.exceptions(std::ios::failbit | std::ios::badbit);
-        comparisons.run(argc > 2 ? argv[2] : "", results);
+        writeResults(results, comparisons.run(argc > 2 ? argv[2] : ""));
         return EXIT_SUCCESS;
     } catch (const std::exception& failure) {
         std::cerr << "ridge-native-bench: " << failure.what() << '\n';

@@ -7,8 +7,6 @@
 #include "rows.h"
 #include "scannermode.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <array>
 #include <exception>
@@ -52,20 +50,20 @@ std::vector<ScannerKind> scannerKinds() {
 
 /// The progress; the table comes from the result file.
 void print(const Row& row) {
-    std::cerr << row.measure << ": " << toJson(row)["ours"];
+    std::cerr << row.measure << ": " << row.ours.value_or(0);
     if (row.reference) {
         std::cerr << " / " << *row.reference;
     }
     std::cerr << ' ' << row.unit;
     if (row.ratio) {
-        std::cerr << ", ratio " << *row.ratio << " +- " << toJson(row)["spread"];
+        std::cerr << ", ratio " << *row.ratio;
     }
     std::cerr << std::endl;
 }
 
 void measure(const std::string& resultFile, const std::vector<std::string>& wanted) {
     Road road;
-    nlohmann::json rows = nlohmann::json::array();
+    std::vector<Row> rows;
     for (const Group& group : groups) {
         if (!wanted.empty() &&
             std::find(wanted.begin(), wanted.end(), group.name) == wanted.end()) {
@@ -73,11 +71,11 @@ void measure(const std::string& resultFile, const std::vector<std::string>& want
         }
         for (const Row& row : group.measure(road)) {
             print(row);
-            rows.push_back(toJson(row));
+            rows.push_back(row);
         }
     }
     std::ofstream file(resultFile);
-    file << nlohmann::json{{"compiler", RIDGE_COMPILER}, {"rows", rows}}.dump(2) << '\n';
+    writeResults(file, rows);
     if (!file) {
         throw std::runtime_error("cannot write " + resultFile);
     }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
-
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,6 +29,7 @@ Row comparison(const std::string& measure, const std::vector<double>& ours,
 /// A row that is compared with nothing.
 Row report(const std::string& measure, double value, const std::string& unit);
 
-nlohmann::json toJson(const Row& row);
+/// Writes a file of results, as JSON, with what it was measured by.
+void writeResults(std::ostream& results, const std::vector<Row>& rows);
 
 } // namespace ridge::bench
