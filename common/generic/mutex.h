@@ -9,6 +9,8 @@
 
 namespace ridge {
 
+/// What the library's threads lock and wait with. It must need no memory once it is there: a thread
+/// that cannot lock has nobody to tell.
 #ifdef _WIN32
 using Mutex = SlimMutex;
 using Condition = SlimCondition;

@@ -82,15 +82,13 @@ void DefaultPacketHandler::onFrame(const std::uint8_t* bytes, std::uint32_t size
 }
 
 void DefaultPacketHandler::queueFrame(const std::uint8_t* bytes, std::uint32_t size) {
-    std::unique_lock lock(mutex);
+    const std::lock_guard lock(mutex);
     if (receivedPackets.size() >= queueLimit) {
         RIDGE_LOG(logError, "Protocol error - existing packet not processed!");
         return;
     }
     if (std::unique_ptr<Packet> packet = Packet::parse(bytes, size)) {
         receivedPackets.push_back(std::move(packet));
-        // The thread that is woken finds the lock free.
-        lock.unlock();
         packetAvailable.notify_one();
         return;
     }
