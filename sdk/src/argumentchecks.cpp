@@ -1,5 +1,6 @@
 #include "argumentchecks.h"
 
+#include "commandpayloads.h"
 #include "printfformat.h"
 
 #include <utility>
@@ -8,8 +9,6 @@ namespace ridge {
 namespace {
 
 constexpr int maxFingerPosition = 10;
-constexpr std::uint32_t maxCaptureTimeoutMs = 30000;
-constexpr int maxRotation = 3;
 
 } // namespace
 

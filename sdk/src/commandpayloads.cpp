@@ -11,9 +11,7 @@ namespace ridge {
 namespace {
 
 constexpr std::uint8_t maxMode = 10;
-constexpr std::uint32_t maxCaptureTimeoutMs = 30000;
 constexpr std::uint32_t eventsWantedFlag = 0x8;
-constexpr std::uint8_t maxRotation = 3;
 constexpr std::size_t settingsSize = 5;
 constexpr std::int32_t maxCertificateSize = 6000;
 constexpr std::size_t maxCsrNameSize = 1806;

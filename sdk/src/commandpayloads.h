@@ -11,6 +11,10 @@
 /// functions check, encode and decode; nothing here talks to the scanner.
 namespace ridge {
 
+/// The most that the scanner takes.
+inline constexpr std::uint32_t maxCaptureTimeoutMs = 30000;
+inline constexpr std::uint8_t maxRotation = 3;
+
 inline constexpr std::size_t parameterBlockSize = 256;
 inline constexpr std::size_t deviceKeySize = 32;
 
