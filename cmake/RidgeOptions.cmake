@@ -19,7 +19,8 @@ else()
               -Werror
               $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
               $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
-              $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+              $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+              $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wreserved-identifier>)
 endif()
 
 # No path of the building machine in the files: two folders give the same bytes. Debug information
