@@ -29,6 +29,25 @@ void makeInheritable(HANDLE handle) {
     SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
 }
 
+/// Seen on a busy machine: Wine gives a new process up before it has begun. Nothing has been
+/// started then, and it may be tried again.
+bool gaveUpBeforeItBegan() {
+    return GetLastError() == ERROR_INTERNAL_ERROR && isWine();
+}
+
+PROCESS_INFORMATION createSuspended(std::wstring& commandLine, STARTUPINFOW& startup) {
+    constexpr int mostTries = 3;
+    PROCESS_INFORMATION created{};
+    for (int tries = 1; CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE,
+                                       CREATE_SUSPENDED, nullptr, nullptr, &startup, &created) == 0;
+         ++tries) {
+        if (tries == mostTries || !gaveUpBeforeItBegan()) {
+            throwSystemFailure("cannot start the program");
+        }
+    }
+    return created;
+}
+
 void loadLibrary(HANDLE process, const std::filesystem::path& library) {
     if (!std::filesystem::exists(library)) {
         throw std::runtime_error("there is no " + library.string());
@@ -91,11 +110,7 @@ MendedProcess startMended(std::wstring commandLine, const StandardHandles& handl
     for (HANDLE handle : {handles.input, handles.output, handles.error}) {
         makeInheritable(handle);
     }
-    PROCESS_INFORMATION created{};
-    if (CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED,
-                       nullptr, nullptr, &startup, &created) == 0) {
-        throwSystemFailure("cannot start the program");
-    }
+    const PROCESS_INFORMATION created = createSuspended(commandLine, startup);
     started.process.reset(created.hProcess);
     const ScopedHandle thread(created.hThread);
     try {
