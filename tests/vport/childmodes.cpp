@@ -5,7 +5,9 @@
 #include "programfolder.h"
 #include "virtualport.h"
 
+#include <atomic>
 #include <iostream>
+#include <thread>
 
 #include <windows.h>
 
@@ -44,6 +46,31 @@ int checkMends() {
     return pending && refused ? 0 : 1;
 }
 
+// Exits while other threads make requests of the driver, one of which stays pending.
+int exitAmidRequests(const std::string& number) {
+    constexpr int threads = 4;
+    constexpr int requestsBefore = 100;
+    const PortControl port(static_cast<std::uint32_t>(std::stoul(number)));
+    const PortEnd host(port.hostName());
+    std::atomic<int> requests{0};
+    const auto makeRequests = [&port, &requests] {
+        while (port.state().has(PortFlag::present)) {
+            ++requests;
+        }
+    };
+    for (int count = 1; count < threads; ++count) {
+        std::thread(makeRequests).detach();
+    }
+    std::thread([&host, makeRequests] {
+        const OperationPointer wait = host.startWait();
+        makeRequests();
+    }).detach();
+    while (requests < requestsBefore) {
+        std::this_thread::yield();
+    }
+    ExitProcess(0);
+}
+
 int echo() {
     std::cout << std::cin.rdbuf() << std::flush;
     return 0;
@@ -57,6 +84,9 @@ std::optional<int> runAsChild(const std::vector<std::string>& arguments) {
     }
     if (arguments.size() == 2 && arguments[0] == "hold-host") {
         return holdHost(arguments[1]);
+    }
+    if (arguments.size() == 2 && arguments[0] == "exit-amid-requests") {
+        return exitAmidRequests(arguments[1]);
     }
     if (arguments.size() == 2 && arguments[0] == "exit-code") {
         return std::stoi(arguments[1]);

@@ -50,6 +50,17 @@ TEST(StartMended, Program_RunsMended) {
     EXPECT_EQ(startMended(childCommandLine(L"check-mends")).wait(), 0U);
 }
 
+// A process whose end is not mended hangs in some of its ends.
+TEST(StartMended, ProgramThatExitsAmidRequests_Ends) {
+    constexpr int ends = 20;
+    const auto port = createFreePort();
+    for (int count = 0; count < ends; ++count) {
+        const MendedProcess process =
+            startMended(childCommandLine(L"exit-amid-requests " + std::to_wstring(port->number())));
+        EXPECT_EQ(process.wait(), 0U);
+    }
+}
+
 TEST(StartMended, ProgramThatDoesNotExist_IsReported) {
     EXPECT_THROW(startMended(L"no-such-program.exe"), std::system_error);
 }

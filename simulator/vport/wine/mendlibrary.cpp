@@ -2,6 +2,7 @@
 
 #include "openresult.h"
 #include "pendingstatus.h"
+#include "processend.h"
 
 #include <windows.h>
 
@@ -13,6 +14,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* /*reserve
                            reinterpret_cast<LPCWSTR>(instance), &pinned);
         ridge::simulator::mendPendingStatus();
         ridge::simulator::mendOpenResult();
+        ridge::simulator::mendProcessEnd();
     }
     return TRUE;
 }
