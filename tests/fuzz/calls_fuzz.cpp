@@ -125,23 +125,26 @@ public:
         }
         case 5: {
             const ridgeCaptureParameters parameters{argument, 1000, 1};
-            const ridgeCaptureCallbacks callbacks{onError, onCapture,
-                                                  argument % 2 == 0 ? onEvent : nullptr};
-            now.check(ridgeStartCapture(now.context, now.given(&parameters), blockOf(argument),
-                                        now.given(&callbacks), nullptr));
+            const ridgeCaptureCallbacks callbacks =
+                callbacksOf(now, argument % 2 == 0 ? onEvent : nullptr);
+            now.checkOfTwo(ridgeStartCapture(now.context, now.given(&parameters), blockOf(argument),
+                                             now.given(&callbacks), nullptr));
             break;
         }
         case 6: {
             const ridgeCaptureParameters parameters{1, 1000, argument};
-            now.check(ridgeStartHostAssistedCapture(now.context, now.given(&parameters),
-                                                    blockOf(argument), now.given(&withoutEvents),
-                                                    nullptr));
+            const ridgeCaptureCallbacks callbacks = callbacksOf(now, nullptr);
+            now.checkOfTwo(ridgeStartHostAssistedCapture(now.context, now.given(&parameters),
+                                                         blockOf(argument), now.given(&callbacks),
+                                                         nullptr));
             break;
         }
-        case 7:
-            now.check(ridgeStartStream(now.context, blockOf(argument), now.given(&withoutEvents),
-                                       nullptr));
+        case 7: {
+            const ridgeCaptureCallbacks callbacks = callbacksOf(now, nullptr);
+            now.checkOfTwo(
+                ridgeStartStream(now.context, blockOf(argument), now.given(&callbacks), nullptr));
             break;
+        }
         case 8:
             ridgeHostAssistedCaptureSetResult(now.context, argument);
             break;
@@ -162,7 +165,8 @@ public:
         case 13: {
             std::uint8_t* certificate = nullptr;
             std::uint32_t size = 0;
-            now.check(ridgeDeviceSecurityCertGet(now.context, now.given(&certificate), &size));
+            now.checkOfTwo(ridgeDeviceSecurityCertGet(now.context, now.first(&certificate),
+                                                      now.second(&size)));
             ridgeDeviceSecurityCertFree(certificate);
             break;
         }
@@ -216,6 +220,18 @@ private:
         Value* given(Value* value) const {
             return isComplete() ? value : nullptr;
         }
+        /// Of two that a call requires, one may be left out by itself.
+        [[nodiscard]] bool hasFirst() const { return isComplete() && argument % 8 != 6; }
+        [[nodiscard]] bool hasSecond() const { return isComplete() && argument % 8 != 7; }
+
+        template <typename Value>
+        Value* first(Value* value) const {
+            return hasFirst() ? value : nullptr;
+        }
+        template <typename Value>
+        Value* second(Value* value) const {
+            return hasSecond() ? value : nullptr;
+        }
 
         static void checkStatus(std::int32_t status, bool maySucceed) {
             if (!maySucceed || status != RIDGE_SUCCESS) {
@@ -225,11 +241,18 @@ private:
         void check(std::int32_t status) const {
             checkStatus(status, context != nullptr && isComplete());
         }
+        void checkOfTwo(std::int32_t status) const {
+            checkStatus(status, context != nullptr && hasFirst() && hasSecond());
+        }
         void checkContextOnly(std::int32_t status) const {
             checkStatus(status, context != nullptr);
         }
         void checkArgumentsOnly(std::int32_t status) const { checkStatus(status, isComplete()); }
     };
+
+    static ridgeCaptureCallbacks callbacksOf(const Call& now, ridgeEventCallback event) {
+        return {now.first(onError), now.second(onCapture), event};
+    }
 
     static const std::uint8_t* blockOf(std::uint8_t argument) {
         return argument % 4 == 0 ? bytes.data() : nullptr;
@@ -255,9 +278,10 @@ private:
         const std::string name(now.argument, 'n');
         const ridgeCsrSubjectName subject{name.c_str(), "DE", nullptr, nullptr, nullptr, nullptr};
         csrEnd.forget();
-        const std::int32_t status = ridgeDeviceSecurityCreateCsr(
-            now.context, now.given(&subject), CsrEnd::onCsr, CsrEnd::onError, &csrEnd);
-        now.check(status);
+        const std::int32_t status =
+            ridgeDeviceSecurityCreateCsr(now.context, now.given(&subject), now.first(CsrEnd::onCsr),
+                                         now.second(CsrEnd::onError), &csrEnd);
+        now.checkOfTwo(status);
         if (status == RIDGE_SUCCESS) {
             csrEnd.wait();
         }
@@ -265,7 +289,6 @@ private:
 
     static constexpr std::array<std::uint8_t, 8000> bytes{0x30, 0x7D, 0x7E, 0x7F};
     static constexpr std::array<std::int32_t, 5> levels{'D', 'I', 'W', 'E', 'X'};
-    static constexpr ridgeCaptureCallbacks withoutEvents{onError, onCapture, nullptr};
 
     const char* port;
     FaultyLine line;
