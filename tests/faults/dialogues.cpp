@@ -45,20 +45,25 @@ class Talk {
 public:
     explicit Talk(Host& talkingHost) : host(talkingHost) {}
     Talk(Host& talkingHost, const std::string& port) : host(talkingHost) {
-        call([&] { return host.connect(port); });
+        call([&] { return host.connect(port); }, Teller::connect);
         readInformation();
     }
 
     /// Makes a call into the library unless an earlier one has failed.
     template <typename Call>
-    void call(const Call& exported) {
+    void call(const Call& exported, Teller teller = Teller::call) {
         if (!goesOn()) {
             return;
         }
         const std::int32_t status = inLibrary(exported);
         if (status != RIDGE_SUCCESS) {
-            outcome.failure = {status, host.lastError()};
+            fail({status, host.lastError()}, teller);
         }
+    }
+
+    void fail(const ReceivedFailure& failure, Teller teller) {
+        outcome.failure = failure;
+        outcome.teller = teller;
     }
 
     [[nodiscard]] bool goesOn() const { return outcome.failure.status == RIDGE_SUCCESS; }
@@ -96,7 +101,7 @@ public:
             outcome.received.push_back(previews().count(image) != 0 ? "a preview" : image);
         }
         if (!host.failures().empty()) {
-            outcome.failure = host.failures().front();
+            fail(host.failures().front(), Teller::capture);
         }
     }
 
@@ -184,9 +189,10 @@ Outcome createCsr(Host& host, FaultyLine& line) {
         }
         // Waits for the callback's return, so that nobody holds the answer any more.
         host.disconnect();
-        talk.outcome.failure = answer.failure;
-        if (talk.goesOn()) {
+        if (answer.failure.status == RIDGE_SUCCESS) {
             talk.outcome.received.push_back(answer.request);
+        } else {
+            talk.fail(answer.failure, Teller::signingRequest);
         }
     }
     return talk.outcome;
@@ -246,9 +252,9 @@ Outcome connectToListed(Host& host, FaultyLine& line) {
         talk.call([&list] { return ridgeQueryDevices(&list); });
     } catch (const std::bad_alloc& failure) {
         // The one function that lets it out.
-        talk.outcome.failure = {RIDGE_UNEXPECTED_FAILURE, failure.what()};
+        talk.fail({RIDGE_UNEXPECTED_FAILURE, failure.what()}, Teller::call);
     }
-    talk.call([&] { return ridgeConnect(list->devices, host.context()); });
+    talk.call([&] { return ridgeConnect(list->devices, host.context()); }, Teller::connect);
     inLibrary([list] { ridgeFreeDevices(list); });
     talk.readInformation();
     return talk.outcome;

@@ -16,6 +16,7 @@ namespace ridge::test {
 struct Outcome {
     /// The first call that failed, or what the worker reported; success with an empty text.
     ReceivedFailure failure;
+    Teller teller = Teller::nobody;
     /// What was received: texts of the scanner, image bytes, and so on.
     std::vector<std::string> received;
 

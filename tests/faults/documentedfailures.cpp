@@ -87,12 +87,12 @@ bool isDocumentedFailure(const ReceivedFailure& failure, const CommandNames& com
            });
 }
 
-bool isPortFailure(const ReceivedFailure& failure) {
-    static const std::vector<Form> forms{
-        {5, std::regex("Error writing to device port\\. unplugged")},
-        {5, std::regex("Serial port error( detected)?\\. unplugged")},
-    };
-    return matches(forms, failure);
+bool isPortFailure(const ReceivedFailure& failure, Teller teller) {
+    const std::string& text = failure.message;
+    return failure.status == RIDGE_SERIAL_PORT_ERROR &&
+           (text == "Error writing to device port. unplugged" ||
+            (teller == Teller::call && text == "Serial port error detected. unplugged") ||
+            (teller == Teller::capture && text == "Serial port error. unplugged"));
 }
 
 bool isTimeout(const ReceivedFailure& failure, const CommandNames& commands) {

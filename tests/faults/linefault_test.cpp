@@ -89,7 +89,7 @@ TEST_P(EachDialogue, UnpluggedAtAnyByteToTheScanner_EndsWithAFailureOfThePort) {
     const Outcome expected = undisturbed();
     strikeEachByte({FaultKind::unplug, Lane::toScanner}, [&](const Outcome& outcome) {
         EXPECT_TRUE(outcome.receivedBeginningOf(expected));
-        EXPECT_TRUE(outcome == expected || isPortFailure(outcome.failure))
+        EXPECT_TRUE(outcome == expected || isPortFailure(outcome.failure, outcome.teller))
             << testing::PrintToString(outcome);
     });
 }
@@ -98,7 +98,7 @@ TEST_P(EachDialogue, UnpluggedAtAnyByteToTheHost_EndsWithAFailureOfThePortOrATim
     const Outcome expected = undisturbed();
     strikeEachByte({FaultKind::unplug, Lane::toHost}, [&](const Outcome& outcome) {
         EXPECT_TRUE(outcome.receivedBeginningOf(expected));
-        EXPECT_TRUE(outcome == expected || isPortFailure(outcome.failure) ||
+        EXPECT_TRUE(outcome == expected || isPortFailure(outcome.failure, outcome.teller) ||
                     isTimeout(outcome.failure, commands()))
             << testing::PrintToString(outcome);
     });

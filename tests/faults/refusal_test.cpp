@@ -189,7 +189,7 @@ protected:
         const bool refused = run.refused && !isBeyondTheDialogue(run, expected);
         if (refused) {
             ++refusals;
-            EXPECT_TRUE(isEndWithoutMemory(run, expected.inSituation.failure))
+            EXPECT_TRUE(isEndWithoutMemory(run, expected.inSituation))
                 << testing::PrintToString(run.outcome);
         }
         EXPECT_TRUE(blocks.areGivenBack());
@@ -205,15 +205,17 @@ protected:
     /// A packet for which the port's thread had no memory is lost on the way, and its command times
     /// out; so does one on a line that dies. A log line is lost, and nothing else. What fails in
     /// the situation may have failed before.
-    static bool isEndWithoutMemory(const Run& run, const ReceivedFailure& ofSituation) {
+    static bool isEndWithoutMemory(const Run& run, const Outcome& ofSituation) {
         const ReceivedFailure& failure = run.outcome.failure;
         const bool unplugged = situation().unpluggedAt.has_value();
         if (isTimeout(failure, dialogue().commands)) {
             return unplugged || run.portThreadRefused;
         }
-        const bool mayBeOfSituation = situation().logged || ofSituation.status != RIDGE_SUCCESS;
-        return failure == outOfMemory || (unplugged && isPortFailure(failure)) ||
-               (mayBeOfSituation && failure == ofSituation);
+        const bool mayBeOfSituation =
+            situation().logged || ofSituation.failure.status != RIDGE_SUCCESS;
+        return failure == outOfMemory ||
+               (unplugged && isPortFailure(failure, run.outcome.teller)) ||
+               (mayBeOfSituation && run.outcome == ofSituation);
     }
 
     /// Refuses the first allocation, the second, ... until the dialogue needs no more.

@@ -2,15 +2,14 @@
 
 #include "codescope.h"
 #include "memoryline.h"
+#include "patience.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <thread>
 
 namespace ridge::test {
 namespace {
@@ -160,14 +159,8 @@ std::size_t allocationsOfThisThread() {
 LibraryBlocks::LibraryBlocks() : before(libraryBlocks) {}
 
 bool LibraryBlocks::areGivenBack() const {
-    // Not the monotonic clock: where a program makes it jump, ten seconds may be over at once.
-    using Clock = std::chrono::system_clock;
-    constexpr std::chrono::seconds patience{10};
-    const auto end = Clock::now() + patience;
-    while (libraryBlocks != before && Clock::now() < end) {
-        std::this_thread::yield();
-    }
-    return libraryBlocks == before;
+    // Where a program makes the clock jump, it does so for a command that waits: no more by now.
+    return comesAbout([this] { return libraryBlocks == before; });
 }
 
 } // namespace ridge::test

@@ -1,6 +1,7 @@
 #include "childprocess.h"
 #include "csrcaller.h"
 #include "host.h"
+#include "patience.h"
 #include "simulatorprocess.h"
 
 #include <gmock/gmock.h>
@@ -11,7 +12,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -45,11 +45,11 @@ Bytes certificateOf(Host& host) {
 /// The worker still runs for an instant after its callback has returned.
 template <typename Call>
 std::int32_t onceIdle(const Call& call) {
-    std::int32_t status = call();
-    while (status == RIDGE_PROTOCOL_ERROR) {
-        std::this_thread::yield();
+    std::int32_t status = RIDGE_PROTOCOL_ERROR;
+    comesAbout([&] {
         status = call();
-    }
+        return status != RIDGE_PROTOCOL_ERROR;
+    });
     return status;
 }
 

@@ -1,4 +1,5 @@
 #include "host.h"
+#include "patience.h"
 #include "simulatorprocess.h"
 #include "systemtext.h"
 
@@ -29,9 +30,10 @@ protected:
     std::int32_t statusOnceNoticed() {
         ridgeDeviceInfo info{};
         std::int32_t status = RIDGE_SUCCESS;
-        while (status == RIDGE_SUCCESS) {
+        comesAbout([&] {
             status = ridgeGetInfo(host->context(), &info);
-        }
+            return status != RIDGE_SUCCESS;
+        });
         return status;
     }
 
@@ -75,7 +77,7 @@ TEST_P(UnplugWithError, NoticedBetweenTwoCommandsOfAStream_EndsItAndReleasesTheS
     host->judgeWith([this, reason = status](const ReceivedImage&) -> std::uint8_t {
         scanner->port().await(PortFlag::hostWaits);
         scanner->port().abortWait(reason);
-        statusOnceNoticed();
+        EXPECT_EQ(statusOnceNoticed(), RIDGE_SERIAL_PORT_ERROR);
         return 0;
     });
     ASSERT_EQ(host->startStream(), RIDGE_SUCCESS) << host->lastError();
