@@ -42,6 +42,7 @@ void Account::refuse(const Refusal& wanted) {
     const std::lock_guard lock(mutex);
     refusal = wanted;
     calls = 0;
+    callsFrom.clear();
     strikesLeft = std::max<std::size_t>(wanted.sites.size(), 1);
 }
 
@@ -55,7 +56,7 @@ bool Account::hasRefused() const {
     return strikesLeft == 0;
 }
 
-std::optional<DWORD> Account::refusalOf(CallKind kind, const CallSite& site) {
+std::optional<Strike> Account::refusalOf(CallKind kind, const CallSite& site) {
     const std::lock_guard lock(mutex);
     std::vector<CallSite>& seen = sites[kind];
     if (std::find(seen.begin(), seen.end(), site) == seen.end()) {
@@ -65,17 +66,24 @@ std::optional<DWORD> Account::refusalOf(CallKind kind, const CallSite& site) {
         return std::nullopt;
     }
     ++calls;
+    const Strike strike{refusal->error, ++callsFrom[site]};
     if (strikesLeft == 0) {
-        return refusal->fromThenOn ? std::optional(refusal->error) : std::nullopt;
+        return refusal->fromThenOn ? std::optional(strike) : std::nullopt;
     }
-    const std::vector<CallSite>& wanted = refusal->sites;
-    const bool chosen =
-        wanted.empty() ? refusal->number == calls : wanted[wanted.size() - strikesLeft] == site;
-    if (!chosen) {
+    if (!isNext(site)) {
         return std::nullopt;
     }
     --strikesLeft;
-    return refusal->error;
+    return strike;
+}
+
+bool Account::isNext(const CallSite& site) const {
+    const std::vector<CallSite>& wanted = refusal->sites;
+    if (wanted.empty()) {
+        return calls == refusal->number;
+    }
+    const std::size_t refused = wanted.size() - strikesLeft;
+    return wanted[refused] == site && (refused > 0 || callsFrom.at(site) == refusal->number);
 }
 
 void Account::noteRefused(const RefusedCall& call) {

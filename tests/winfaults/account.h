@@ -29,10 +29,11 @@ struct CallSite {
 /// Which calls fail, and how.
 struct Refusal {
     CallKind kind = CallKind::system;
-    /// The first call from each of them, one after the other: what is called only when something
-    /// has failed already stands behind that. Without any, the call with the number.
+    /// A call from each of them, one after the other: what is called only when something has failed
+    /// already stands behind that.
     std::vector<CallSite> sites;
-    /// Counts from 1.
+    /// Which of the calls from the first of them, or, without any, of all. Counts from 1; of the
+    /// others it is the next call.
     std::size_t number = 0;
     /// All calls of the kind after the last one fail too.
     bool fromThenOn = false;
@@ -49,9 +50,18 @@ enum class Purpose {
     none
 };
 
+/// How a call fails.
+struct Strike {
+    DWORD error;
+    /// Which of the calls from its place it is.
+    std::size_t number;
+};
+
 /// A call that was made to fail.
 struct RefusedCall {
     CallSite site;
+    /// Which of the calls from there. Counts from 1.
+    std::size_t number = 0;
     Purpose purpose = Purpose::operation;
 };
 
@@ -69,8 +79,8 @@ public:
     void refuseNothing();
     /// Whether all has been refused that `refuse` was asked for.
     [[nodiscard]] bool hasRefused() const;
-    /// For a call that is about to be made: the error that it fails with instead.
-    std::optional<DWORD> refusalOf(CallKind kind, const CallSite& site);
+    /// For a call that is about to be made: how it fails instead.
+    std::optional<Strike> refusalOf(CallKind kind, const CallSite& site);
     /// Takes down a call that was refused.
     void noteRefused(const RefusedCall& call);
     std::vector<RefusedCall> takeRefused();
@@ -96,8 +106,13 @@ public:
     bool awaitThreads();
 
 private:
+    /// Whether it is this call's turn.
+    [[nodiscard]] bool isNext(const CallSite& site) const;
+
     std::optional<Refusal> refusal;
+    /// Of its kind, since it was asked for.
     std::size_t calls = 0;
+    std::map<CallSite, std::size_t> callsFrom;
     /// How many calls must still be refused before all, or nothing, is.
     std::size_t strikesLeft = 1;
     std::vector<RefusedCall> refusedCalls;

@@ -1,7 +1,7 @@
 #include "consequences.h"
 
 #include "importedcalls.h"
-#include "operationtimeouts.h"
+#include "operationfailures.h"
 #include "systemtext.h"
 
 #include <algorithm>
@@ -73,6 +73,7 @@ const std::vector<Consequence>& consequences() {
         {"SetupDiGetClassDevsA", "", reader},
         {"SetupDiGetDeviceRegistryPropertyA", "", reader},
         {"SetupDiOpenDevRegKey", "", reader},
+        {"SleepConditionVariableSRW", "", nobody},
         {"WaitCommEvent", "", hostAndLog, port, "Failed to wait for port event\\. "},
         {"WaitForMultipleObjects", "", hostAndLog, port,
          "Failed waiting for events when reading data\\. "},
@@ -127,14 +128,14 @@ public:
                            find(call.site.function, callerAt(call.site))) {
                 expected.push_back(*consequence);
             } else {
-                found.push_back("it is not said what comes of " + describe(call.site));
+                wrong("it is not said what comes of " + describe(call.site));
             }
         }
         reason = isRefused("FormatMessageA") ? "Error " + std::to_string(aftermath.error) + "."
                                              : systemText(aftermath.error);
     }
 
-    std::vector<std::string> mistakes() {
+    std::vector<Mistake> mistakes() {
         judgeFailures();
         judgeSilence();
         if (aftermath.kind == CallKind::system) {
@@ -144,6 +145,8 @@ public:
     }
 
 private:
+    void wrong(const std::string& text) { found.push_back({text, false}); }
+
     bool isRefused(std::string_view function) const {
         return std::any_of(aftermath.refused.begin(), aftermath.refused.end(),
                            [&](const RefusedCall& call) { return call.site.function == function; });
@@ -155,13 +158,18 @@ private:
         });
     }
 
-    /// Whether the text is the consequence's, behind what a dead port's report begins with.
-    bool isText(const Consequence& consequence, const std::string& text,
-                const std::string& beginning) const {
+    bool isText(const Consequence& consequence, const std::string& text) const {
         const std::string end = consequence.withSystemText ? reason : "";
-        return text.ends_with(end) &&
-               std::regex_match(text.substr(0, text.size() - end.size()),
-                                std::regex(beginning + "(" + std::string(consequence.text) + ")"));
+        return text.ends_with(end) && std::regex_match(text.substr(0, text.size() - end.size()),
+                                                       std::regex(std::string(consequence.text)));
+    }
+
+    /// Whether the operation says so of a port that has failed.
+    bool isReport(const Consequence& consequence, const OperationFailure& failure) const {
+        const std::string_view beginning = failedPortReport(failure.operation);
+        const std::string& text = failure.failure.message;
+        return !beginning.empty() && text.starts_with(beginning) &&
+               isText(consequence, text.substr(beginning.size()));
     }
 
     bool leadsTo(const Consequence& consequence, const OperationFailure& failure) const {
@@ -169,22 +177,26 @@ private:
         switch (consequence.hearer) {
         case Hearer::host:
         case Hearer::hostOrNobody:
-            return status == consequence.status && isText(consequence, text, "");
+            return status == consequence.status && isText(consequence, text);
         case Hearer::hostAndLog:
-            return (status == RIDGE_NO_RESPONSE && isTimeoutOf(failure.operation, text)) ||
-                   (status == RIDGE_SERIAL_PORT_ERROR &&
-                    isText(consequence, text, "Serial port error( detected)?\\. "));
+            return isTimeout(failure) ||
+                   (status == RIDGE_SERIAL_PORT_ERROR && isReport(consequence, failure));
         default:
             return false;
         }
+    }
+
+    static bool isTimeout(const OperationFailure& failure) {
+        return failure.failure.status == RIDGE_NO_RESPONSE &&
+               isTimeoutOf(failure.operation, failure.failure.message);
     }
 
     /// An exchange that a failure has ended early can spoil the next one: its answer comes late, or
     /// the scanner waits for an acknowledgement.
     static bool isSpoiledExchange(const OperationFailure& failure) {
         const auto& [status, text] = failure.failure;
-        return status == RIDGE_NO_RESPONSE &&
-               (isTimeoutOf(failure.operation, text) || isPart(": Invalid response code ", text));
+        return isTimeout(failure) ||
+               (status == RIDGE_NO_RESPONSE && isPart(": Invalid response code ", text));
     }
 
     void judgeFailures() {
@@ -195,9 +207,10 @@ private:
                     return leadsTo(consequence, failure);
                 });
             if (!caused && (isFirst || !isSpoiledExchange(failure))) {
-                found.push_back("not a consequence: " + failure.operation + ": " +
-                                std::to_string(failure.failure.status) + " " +
-                                failure.failure.message);
+                found.push_back({"not a consequence: " + failure.operation + ": " +
+                                     std::to_string(failure.failure.status) + " " +
+                                     failure.failure.message,
+                                 isTimeout(failure)});
             }
             isFirst = false;
         }
@@ -208,10 +221,10 @@ private:
             return;
         }
         if (isExpected(Hearer::host)) {
-            found.emplace_back("the host was not told of the failure");
+            wrong("the host was not told of the failure");
         }
         if (!aftermath.complete && !isExpected(Hearer::reader)) {
-            found.emplace_back("something is missing, and the host was told of no failure");
+            wrong("something is missing, and the host was told of no failure");
         }
     }
 
@@ -219,7 +232,7 @@ private:
         for (const Consequence& consequence : expected) {
             if ((consequence.hearer == Hearer::log || consequence.hearer == Hearer::hostAndLog) &&
                 !isLogged(consequence)) {
-                found.push_back("not in the log: " + std::string(consequence.text));
+                wrong("not in the log: " + std::string(consequence.text));
                 return;
             }
         }
@@ -241,12 +254,12 @@ private:
     const Aftermath& aftermath;
     std::vector<Consequence> expected;
     std::string reason;
-    std::vector<std::string> found;
+    std::vector<Mistake> found;
 };
 
 } // namespace
 
-std::vector<std::string> mistakesIn(const Aftermath& aftermath) {
+std::vector<Mistake> mistakesIn(const Aftermath& aftermath) {
     return Judge(aftermath).mistakes();
 }
 

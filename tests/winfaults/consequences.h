@@ -20,8 +20,15 @@ struct Aftermath {
     std::vector<std::string> lines;
 };
 
-/// What should have been otherwise: a failure that nobody was told of, one that none of the calls
-/// can have led to, something missing without a word.
-std::vector<std::string> mistakesIn(const Aftermath& aftermath);
+/// Something that should have been otherwise.
+struct Mistake {
+    std::string text;
+    /// An answer came too late that nothing was seen to keep back.
+    bool isLateAnswer = false;
+};
+
+/// A failure that nobody was told of, one that none of the calls can have led to, something missing
+/// without a word.
+std::vector<Mistake> mistakesIn(const Aftermath& aftermath);
 
 } // namespace ridge::test

@@ -85,8 +85,8 @@ constexpr std::string_view startThread =
     "_ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE";
 
 /// Whether the runtime reports to the library that its call has failed, or tries again later. Its
-/// other calls belong to waiting for locks, to ending threads and to throwing exceptions: no
-/// program survives when they fail.
+/// other calls are for its locks, its records of threads and of what belongs to a thread, for
+/// throwing exceptions and for joining and ending threads: no program survives when they fail.
 bool isReported(const std::string& runtimeFunction) {
     if (runtimeFunction == "pop_pthread_mem") {
         return orderOfLibrary().function == startThread;
@@ -136,11 +136,13 @@ std::optional<DWORD> refusalOf(CallKind kind, const char* name, const void* plac
         return std::nullopt;
     }
     const CallSite site{name, caller.ofLibrary ? place : orderOfLibrary().place};
-    const std::optional<DWORD> error = account->refusalOf(kind, site);
-    if (error) {
-        account->noteRefused({site, hasAnotherWay(caller.name) ? Purpose::none : purposeOfCall()});
+    const std::optional<Strike> strike = account->refusalOf(kind, site);
+    if (!strike) {
+        return std::nullopt;
     }
-    return error;
+    account->noteRefused(
+        {site, strike->number, hasAnotherWay(caller.name) ? Purpose::none : purposeOfCall()});
+    return strike->error;
 }
 
 void noteAcquired(const char* name, const void* resource, const void* place) {
@@ -254,6 +256,24 @@ struct MessageText {
             noteAcquired("FormatMessageA", *reinterpret_cast<char**>(buffer), place);
         }
         return length;
+    }
+};
+
+/// A wait that fails is one that has ended without a notification: meanwhile others have had the
+/// lock.
+struct ConditionWait {
+    static inline decltype(&SleepConditionVariableSRW) original;
+
+    static BOOL WINAPI call(CONDITION_VARIABLE* condition, SRWLOCK* lock, DWORD time, ULONG flags) {
+        const void* const place = __builtin_return_address(0);
+        const auto refusal = refusalOf(CallKind::system, "SleepConditionVariableSRW", place);
+        if (!refusal) {
+            return original(condition, lock, time, flags);
+        }
+        constexpr DWORD shortest = 1;
+        original(condition, lock, shortest, flags);
+        SetLastError(*refusal);
+        return FALSE;
     }
 };
 
@@ -388,6 +408,7 @@ std::vector<ImportedCall> watchedCalls() {
         refusable<"_time64", minusOne>(&_time64),
         refusable<"strftime", zero>(&std::strftime),
         watched("FormatMessageA", &MessageText::call, &MessageText::original),
+        watched("SleepConditionVariableSRW", &ConditionWait::call, &ConditionWait::original),
         watched("_beginthreadex", &BeginThread::call, &BeginThread::original),
         watched("malloc", &Allocation::malloc, &Allocation::originalMalloc),
         watched("calloc", &Allocation::calloc, &Allocation::originalCalloc),
@@ -423,7 +444,6 @@ constexpr auto unfailing = std::to_array<std::string_view>({
     "RtlVirtualUnwind",
     "SetLastError",
     "Sleep",
-    "SleepConditionVariableSRW",
     "TlsGetValue",
     "TryEnterCriticalSection",
     "WakeAllConditionVariable",

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <exception>
 #include <iostream>
+#include <string>
 #include <string_view>
 
 int main(int argumentCount, char** arguments) {
@@ -17,8 +19,9 @@ int main(int argumentCount, char** arguments) {
         std::cerr << "the virtual port driver does not start: " << failure.what() << '\n';
         return 1;
     }
-    if (argumentCount == 3 && std::string_view(arguments[1]) == "--close-unstoppable") {
-        return ridge::test::closeUnstoppablePort(arguments[2]);
+    if (argumentCount == 4 && std::string_view(arguments[1]) == "--close-unstoppable") {
+        return ridge::test::closeUnstoppablePort(
+            arguments[2], static_cast<std::uint32_t>(std::stoul(arguments[3])));
     }
     return RUN_ALL_TESTS();
 }

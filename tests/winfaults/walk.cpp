@@ -1,6 +1,5 @@
 #include "walk.h"
 
-#include "consequences.h"
 #include "importedcalls.h"
 #include "smallpicture.h"
 
@@ -35,12 +34,11 @@ constexpr std::array<DWORD, 4> errors{ERROR_ACCESS_DENIED, ERROR_GEN_FAILURE,
                                       ERROR_OPERATION_ABORTED, ERROR_DEVICE_NOT_CONNECTED};
 
 std::string describe(const Scenario& scenario, const Refusal& refusal) {
-    std::string call;
+    std::string call = "call " + std::to_string(refusal.number);
+    std::string separator = " of ";
     for (const CallSite& site : refusal.sites) {
-        call += (call.empty() ? "" : ", then ") + describe(site);
-    }
-    if (call.empty()) {
-        call = "call " + std::to_string(refusal.number);
+        call += separator + describe(site);
+        separator = ", then ";
     }
     return scenario.name + ", " + call + ", error " + std::to_string(refusal.error) +
            (refusal.fromThenOn ? ", from then on" : ", once");
@@ -59,6 +57,52 @@ bool hasRun(const std::set<std::size_t>& numbers, std::size_t length) {
     }
     return false;
 }
+
+/// How to refuse a call from each place once: right away, or, where it is made only then, behind
+/// another one that fails.
+class WaysToPlaces {
+public:
+    explicit WaysToPlaces(CallKind callKind) : kind(callKind) {}
+
+    /// When nothing failed, these have called.
+    void noteUndisturbed(const std::vector<CallSite>& places) {
+        for (const CallSite& place : places) {
+            ways.insert_or_assign(place, Refusal{kind, {place}, 1});
+        }
+    }
+
+    /// When the one call failed, these have called.
+    void noteBehind(const RefusedCall& refused, const std::vector<CallSite>& places) {
+        refusedOnce.insert(refused.site);
+        for (const CallSite& place : places) {
+            ways.try_emplace(place, Refusal{kind, {refused.site, place}, refused.number});
+        }
+    }
+
+    [[nodiscard]] std::set<CallSite> places() const {
+        std::set<CallSite> all;
+        for (const auto& [place, way] : ways) {
+            all.insert(place);
+        }
+        return all;
+    }
+
+    /// To those places that were not refused so far.
+    [[nodiscard]] std::vector<Refusal> open() const {
+        std::vector<Refusal> all;
+        for (const auto& [place, way] : ways) {
+            if (!refusedOnce.contains(place)) {
+                all.push_back(way);
+            }
+        }
+        return all;
+    }
+
+private:
+    CallKind kind;
+    std::map<CallSite, Refusal> ways;
+    std::set<CallSite> refusedOnce;
+};
 
 /// Ends the process, with a word about it, when something takes for ever.
 class Watchdog {
@@ -97,12 +141,19 @@ private:
 struct Walk::Outcome {
     /// All that was to be refused was.
     bool struck = false;
-    /// An answer came too late that had nothing to do with it.
-    bool late = false;
     std::vector<CallSite> places;
     Aftermath aftermath;
     std::vector<std::string> received;
-    std::vector<std::string> mistakes;
+    std::vector<Mistake> mistakes;
+
+    void wrong(const std::string& text) { mistakes.push_back({text, false}); }
+
+    /// Nothing is wrong but that answers came too late.
+    [[nodiscard]] bool isLate() const {
+        return !mistakes.empty() &&
+               std::all_of(mistakes.begin(), mistakes.end(),
+                           [](const Mistake& mistake) { return mistake.isLateAnswer; });
+    }
 };
 
 /// A scanner, and the account of the hosts that use it.
@@ -117,33 +168,31 @@ public:
         outcome.aftermath.kind = kind;
         {
             Session session(scanner);
-            if (scenario.connected && !connect(session, outcome)) {
-                return outcome;
+            if (!scenario.connected || session.note("ridgeConnectCOM", session.connect())) {
+                account.takeSites();
+                account.takeLines();
+                if (refusal) {
+                    account.refuse(*refusal);
+                }
+                scenario.run(session);
+                account.refuseNothing();
+                outcome.struck = refusal && account.hasRefused();
+                outcome.places = account.takeSites()[kind];
             }
-            account.takeSites();
-            account.takeLines();
-            if (refusal) {
-                account.refuse(*refusal);
-            }
-            scenario.run(session);
-            account.refuseNothing();
-            outcome.places = account.takeSites()[kind];
             outcome.aftermath.failures = session.failuresSoFar();
             outcome.received = session.receivedSoFar();
-            outcome.mistakes = session.mistakesSoFar();
+            for (const std::string& mistake : session.mistakesSoFar()) {
+                outcome.wrong(mistake);
+            }
         }
         if (!account.awaitThreads()) {
-            outcome.mistakes.emplace_back("a thread does not end");
+            outcome.wrong("a thread does not end");
         }
-        if (refusal) {
-            outcome.struck = account.hasRefused();
-            outcome.aftermath.error = refusal->error;
-        }
+        outcome.aftermath.error = refusal ? refusal->error : ERROR_SUCCESS;
         outcome.aftermath.refused = account.takeRefused();
         outcome.aftermath.lines = account.takeLines();
-        outcome.late = outcome.aftermath.refused.empty() && hasTimeout(outcome.aftermath.failures);
         for (const std::string& resource : account.held()) {
-            outcome.mistakes.push_back("not given back: " + resource);
+            outcome.wrong("not given back: " + resource);
         }
         expectUsable(outcome);
         return outcome;
@@ -160,22 +209,6 @@ public:
     }
 
 private:
-    static bool hasTimeout(const std::vector<OperationFailure>& failures) {
-        return std::any_of(failures.begin(), failures.end(), [](const OperationFailure& failure) {
-            return failure.failure.status == RIDGE_NO_RESPONSE;
-        });
-    }
-
-    bool connect(Session& session, Outcome& outcome) {
-        const std::int32_t status = session.connect();
-        if (status != RIDGE_SUCCESS) {
-            outcome.late = status == RIDGE_NO_RESPONSE;
-            outcome.mistakes.push_back("no connection to begin with: " +
-                                       session.client().lastError());
-        }
-        return status == RIDGE_SUCCESS;
-    }
-
     /// What was on its way when the host went must not meet the next one.
     void replug() {
         scanner.port().unplug();
@@ -197,12 +230,14 @@ private:
             session.note("ridgeSettingsSet", ridgeSettingsSet(session.context(), &settings));
         }
         for (const std::string& mistake : session.mistakesSoFar()) {
-            outcome.mistakes.push_back("afterwards: " + mistake);
+            outcome.wrong("afterwards: " + mistake);
         }
-        for (const OperationFailure& failure : session.failuresSoFar()) {
-            outcome.mistakes.push_back("afterwards: " + testing::PrintToString(failure));
+        Aftermath undisturbed;
+        undisturbed.failures = session.failuresSoFar();
+        undisturbed.complete = true;
+        for (const Mistake& mistake : mistakesIn(undisturbed)) {
+            outcome.mistakes.push_back({"afterwards: " + mistake.text, mistake.isLateAnswer});
         }
-        outcome.late = outcome.late || hasTimeout(session.failuresSoFar());
     }
 
     SimulatorProcess scanner{
@@ -217,9 +252,9 @@ Walk::Walk() {
 
 Walk::~Walk() = default;
 
-void WalkResult::add(const std::string& where, const std::vector<std::string>& moreMistakes) {
-    for (const std::string& mistake : moreMistakes) {
-        mistakes.push_back(where + ": " + mistake);
+void WalkResult::add(const std::string& where, const std::vector<Mistake>& moreMistakes) {
+    for (const Mistake& mistake : moreMistakes) {
+        mistakes.push_back(where + ": " + mistake.text);
     }
 }
 
@@ -239,8 +274,8 @@ WalkResult Walk::throughPlaces(CallKind kind) {
     std::vector<Trial> trials;
     for (const auto& [place, scenario] : first) {
         const DWORD error = errors[trials.size() / 2 % errors.size()];
-        trials.push_back({scenario, {kind, {place}, 0, false, error}});
-        trials.push_back({last[place], {kind, {place}, 0, true, error}});
+        trials.push_back({scenario, {kind, {place}, 1, false, error}});
+        trials.push_back({last[place], {kind, {place}, 1, true, error}});
     }
     runAll(std::move(trials), std::move(known), result);
     return result;
@@ -248,12 +283,12 @@ WalkResult Walk::throughPlaces(CallKind kind) {
 
 WalkResult Walk::throughCalls(const Scenario& scenario, CallKind kind) {
     WalkResult result;
-    std::set<CallSite> seen;
-    const std::vector<CallSite>& places = untouched(scenario, kind, result).places;
-    seen.insert(places.begin(), places.end());
+    WaysToPlaces ways(kind);
+    ways.noteUndisturbed(untouched(scenario, kind, result).places);
     // An allocation fails without an error code.
     const std::size_t errorCount = kind == CallKind::allocation ? 1 : errors.size();
-    for (const DWORD error : std::span(errors).first(errorCount)) {
+    const auto wantedErrors = std::span(errors).first(errorCount);
+    for (const DWORD error : wantedErrors) {
         for (const bool fromThenOn : {false, true}) {
             std::size_t number = 0;
             std::set<std::size_t> missed;
@@ -268,20 +303,23 @@ WalkResult Walk::throughCalls(const Scenario& scenario, CallKind kind) {
                 [&](const Trial& trial, const Outcome& outcome) {
                     if (outcome.aftermath.refused.empty()) {
                         missed.insert(trial.refusal.number);
-                        seen.insert(outcome.places.begin(), outcome.places.end());
                         ended = ended || hasRun(missed, missesThatEnd);
+                        ways.noteUndisturbed(outcome.places);
+                    } else if (!fromThenOn) {
+                        ways.noteBehind(outcome.aftermath.refused.front(), outcome.places);
                     }
                 },
                 result);
         }
     }
     std::vector<Trial> trials;
-    for (const CallSite& place : seen) {
-        if (!result.struck.contains(place)) {
-            trials.push_back({&scenario, {kind, {place}, 0, false, errors.front()}});
+    for (Refusal& refusal : ways.open()) {
+        for (const DWORD error : wantedErrors) {
+            refusal.error = error;
+            trials.push_back({&scenario, refusal});
         }
     }
-    runAll(std::move(trials), std::move(seen), result);
+    runAll(std::move(trials), ways.places(), result);
     return result;
 }
 
@@ -289,31 +327,35 @@ const Walk::Untouched& Walk::untouched(const Scenario& scenario, CallKind kind,
                                        WalkResult& result) {
     Outcome outcome;
     std::thread([&] {
-        outcome = attempt(*lanes.front(), {&scenario, {kind, {}, 0, false, 0}}, result);
+        outcome = attempt(*lanes.front(), {&scenario, {kind, {}, 0, false, ERROR_SUCCESS}});
     }).join();
     if (outcome.received.size() != scenario.receives) {
-        outcome.mistakes.emplace_back("something is missing");
-    }
-    for (const OperationFailure& failure : outcome.aftermath.failures) {
-        outcome.mistakes.push_back(testing::PrintToString(failure));
+        outcome.wrong("something is missing");
     }
     result.add(scenario.name + ", untouched", outcome.mistakes);
     return whenUntouched[scenario.name] = {outcome.places, outcome.received};
 }
 
-Walk::Outcome Walk::attempt(Lane& lane, const Trial& trial, WalkResult& result) {
+Walk::Outcome Walk::attemptOnce(Lane& lane, const Trial& trial) const {
+    Outcome outcome = lane.attempt(*trial.scenario, trial.refusal.kind, trial.refusal);
+    const auto wanted = whenUntouched.find(trial.scenario->name);
+    outcome.aftermath.complete =
+        wanted == whenUntouched.end() || outcome.received == wanted->second.received;
+    for (Mistake& mistake : mistakesIn(outcome.aftermath)) {
+        outcome.mistakes.push_back(std::move(mistake));
+    }
+    return outcome;
+}
+
+Walk::Outcome Walk::attempt(Lane& lane, const Trial& trial) {
     const bool byPlace = !trial.refusal.sites.empty();
-    int lateAnswers = 0;
     for (int tries = 1;; ++tries) {
-        Outcome outcome = lane.attempt(*trial.scenario, trial.refusal.kind, trial.refusal);
-        if (outcome.late && lateAnswers < lateAnswersAtMost) {
-            ++lateAnswers;
-            const std::lock_guard lock(mutex);
-            ++result.lateAnswers;
-        } else if (!byPlace || outcome.struck || !outcome.mistakes.empty()) {
+        Outcome outcome = attempts.make([&] { return attemptOnce(lane, trial); });
+        if (!byPlace || outcome.struck || !outcome.mistakes.empty()) {
             return outcome;
-        } else if (tries == triesAtMost) {
-            outcome.mistakes.emplace_back("was not called again");
+        }
+        if (tries == triesAtMost) {
+            outcome.wrong("was not called again");
             return outcome;
         }
     }
@@ -330,7 +372,7 @@ void Walk::run(const std::function<std::optional<Trial>()>& next,
                 return next();
             };
             while (const std::optional<Trial> trial = take()) {
-                const Outcome outcome = attempt(own, *trial, result);
+                const Outcome outcome = attempt(own, *trial);
                 const std::lock_guard lock(mutex);
                 addTo(result, *trial, outcome);
                 onOutcome(*trial, outcome);
@@ -366,14 +408,11 @@ void Walk::runAll(std::vector<Trial> trials, std::set<CallSite> known, WalkResul
 void Walk::addTo(WalkResult& result, const Trial& trial, const Outcome& outcome) const {
     const std::string where = describe(*trial.scenario, trial.refusal);
     result.add(where, outcome.mistakes);
-    Aftermath aftermath = outcome.aftermath;
-    aftermath.complete = outcome.received == whenUntouched.at(trial.scenario->name).received;
-    result.add(where, mistakesIn(aftermath));
-    for (const OperationFailure& failure : aftermath.failures) {
+    for (const OperationFailure& failure : outcome.aftermath.failures) {
         ++result.reported[{failure.failure.status,
                            failure.operation + ": " + failure.failure.message}];
     }
-    for (const RefusedCall& call : aftermath.refused) {
+    for (const RefusedCall& call : outcome.aftermath.refused) {
         result.struck.insert(call.site);
     }
     result.refusals += outcome.struck ? 1U : 0U;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "account.h"
+#include "concurrentattempts.h"
+#include "consequences.h"
 #include "session.h"
 
 #include <cstddef>
@@ -17,9 +19,6 @@
 
 namespace ridge::test {
 
-/// On a busy machine an answer may come too late; seldom three times, one after the other.
-inline constexpr int lateAnswersAtMost = 2;
-
 /// A scenario, and what is refused in it.
 struct Trial {
     const Scenario* scenario;
@@ -31,13 +30,11 @@ struct WalkResult {
     /// The places in the library whose calls were refused.
     std::set<CallSite> struck;
     std::size_t refusals = 0;
-    /// How often a trial was repeated because an answer came too late that nobody had refused.
-    std::size_t lateAnswers = 0;
     /// How often each failure was reported, by its status and text.
     std::map<std::pair<std::int32_t, std::string>, std::size_t> reported;
     std::vector<std::string> mistakes;
 
-    void add(const std::string& where, const std::vector<std::string>& moreMistakes);
+    void add(const std::string& where, const std::vector<Mistake>& moreMistakes);
 };
 
 /// Several hosts, each on a thread and with a scanner of its own, so that the time-outs of the one
@@ -53,8 +50,12 @@ public:
     /// Refuses a call from each place in the library: once in the first scenario that calls from
     /// there, from then on in the last.
     WalkResult throughPlaces(CallKind kind);
-    /// Refuses every call, with every error, once and from then on.
+    /// Refuses every call, with every error, once and from then on; and once those that are made
+    /// only because another has failed.
     WalkResult throughCalls(const Scenario& scenario, CallKind kind);
+
+    /// How many trials were made once more because an answer came too late.
+    [[nodiscard]] std::size_t repeated() const { return attempts.repeated(); }
 
 private:
     class Lane;
@@ -67,8 +68,9 @@ private:
     };
 
     const Untouched& untouched(const Scenario& scenario, CallKind kind, WalkResult& result);
-    /// Until the trial has struck and nothing else has come between.
-    Outcome attempt(Lane& lane, const Trial& trial, WalkResult& result);
+    Outcome attemptOnce(Lane& lane, const Trial& trial) const;
+    /// Until the trial has struck, if it is one of a place.
+    Outcome attempt(Lane& lane, const Trial& trial);
     /// `next` gives trials until there are none.
     void run(const std::function<std::optional<Trial>()>& next,
              const std::function<void(const Trial&, const Outcome&)>& onOutcome,
@@ -78,6 +80,7 @@ private:
     void addTo(WalkResult& result, const Trial& trial, const Outcome& outcome) const;
 
     std::vector<std::unique_ptr<Lane>> lanes;
+    ConcurrentAttempts attempts;
     std::map<std::string, Untouched> whenUntouched;
     /// Guards the result and what belongs to it while trials run.
     std::mutex mutex;

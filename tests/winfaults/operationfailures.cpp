@@ -1,4 +1,4 @@
-#include "operationtimeouts.h"
+#include "operationfailures.h"
 
 #include <algorithm>
 #include <map>
@@ -42,10 +42,36 @@ const std::map<std::string, std::vector<std::string>>& timeouts() {
 
 } // namespace
 
+bool sendsCommands(const std::string& operation) {
+    return timeouts().contains(operation);
+}
+
 bool isTimeoutOf(const std::string& operation, const std::string& text) {
     const auto found = timeouts().find(operation);
     return found != timeouts().end() &&
            std::find(found->second.begin(), found->second.end(), text) != found->second.end();
+}
+
+std::string_view failedPortReport(const std::string& operation) {
+    constexpr std::string_view byWorker = "Serial port error. ";
+    constexpr std::string_view byCall = "Serial port error detected. ";
+    static const std::map<std::string, std::string_view> all{
+        {"capture", byWorker},
+        {"host-assisted capture", byWorker},
+        {"stream", byWorker},
+        {"ridgeGetInfo", byCall},
+        {"ridgeSettingsSet", byCall},
+        {"ridgeStartCapture", byCall},
+        {"ridgeStartHostAssistedCapture", byCall},
+        {"ridgeStartStream", byCall},
+        {"ridgeDeviceSecuritySetKey", byCall},
+        {"ridgeDeviceSecurityClearKey", byCall},
+        {"ridgeDeviceSecurityCertSet", byCall},
+        {"ridgeDeviceSecurityCertGet", byCall},
+        {"ridgeDeviceSecurityCertClear", byCall},
+        {"ridgeDeviceSecurityCreateCsr", byCall}};
+    const auto found = all.find(operation);
+    return found == all.end() ? std::string_view() : found->second;
 }
 
 } // namespace ridge::test
