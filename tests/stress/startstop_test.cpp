@@ -70,7 +70,7 @@ void race(std::uint32_t number, int rounds, Meetings& meetings) {
 class StartStop : public testing::TestWithParam<std::uint32_t> {};
 
 TEST_P(StartStop, AtAnyMoment_LeavesSessionsThatCapture) {
-    const int rounds = testExtent(3000, 100000) / static_cast<int>(GetParam());
+    const int rounds = testExtent(1500, 100000) / static_cast<int>(GetParam());
     Meetings meetings;
     std::vector<std::thread> hosts;
     for (std::uint32_t number = 0; number < GetParam(); ++number) {
