@@ -31,8 +31,8 @@ TEST(Endurance, ManyRounds_LeaveAsManyHandlesThreadsBlocksAndBytesAsTheFirstTen)
     const std::string holdingsOfTen = lineAt(lines, "10");
     const int eventsOfAll = std::stoi(lineAt(lines, rounds));
     EXPECT_EQ(lineAt(lines, rounds), holdingsOfTen);
-    // A lock of the runtime, for the whole process, makes an event for itself when
-    // two threads meet at it for the first time, and keeps it.
+    // A lock of the runtime, for the whole process, makes an event for itself when two threads meet
+    // at it for the first time, and keeps it.
     constexpr int locksOfTheProcess = 4;
     EXPECT_GE(eventsOfTen, 1);
     EXPECT_LE(eventsOfAll, eventsOfTen + locksOfTheProcess) << host.output;

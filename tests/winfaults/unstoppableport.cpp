@@ -5,7 +5,6 @@
 #include "patience.h"
 #include "portcontrol.h"
 
-#include <chrono>
 #include <iostream>
 
 namespace ridge::test {
@@ -32,11 +31,8 @@ void refuseStop(Account& account) {
 void failPort(const PortControl& port, const Host& host) {
     port.await(PortFlag::hostWaits);
     port.abortWait(PortStatus::operationAborted);
-    const auto end = std::chrono::steady_clock::now() + patience;
     ridgeDeviceInfo info{};
-    while (ridgeGetInfo(host.context(), &info) == RIDGE_SUCCESS &&
-           std::chrono::steady_clock::now() < end) {
-    }
+    comesAbout([&] { return ridgeGetInfo(host.context(), &info) != RIDGE_SUCCESS; });
 }
 
 } // namespace

@@ -31,8 +31,8 @@ void makeInheritable(HANDLE handle) {
 
 /// Seen on a busy machine: Wine gives a new process up before it has begun. Nothing has been
 /// started then, and it may be tried again.
-bool gaveUpBeforeItBegan() {
-    return GetLastError() == ERROR_INTERNAL_ERROR && isWine();
+bool mayBeTriedAgain(DWORD error) {
+    return error == ERROR_INTERNAL_ERROR && isWine();
 }
 
 PROCESS_INFORMATION createSuspended(std::wstring& commandLine, STARTUPINFOW& startup) {
@@ -41,8 +41,9 @@ PROCESS_INFORMATION createSuspended(std::wstring& commandLine, STARTUPINFOW& sta
     for (int tries = 1; CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE,
                                        CREATE_SUSPENDED, nullptr, nullptr, &startup, &created) == 0;
          ++tries) {
-        if (tries == mostTries || !gaveUpBeforeItBegan()) {
-            throwSystemFailure("cannot start the program");
+        const DWORD error = GetLastError();
+        if (tries == mostTries || !mayBeTriedAgain(error)) {
+            throwSystemFailure("cannot start the program", error);
         }
     }
     return created;
