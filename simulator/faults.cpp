@@ -11,7 +11,7 @@ namespace ridge::simulator {
 
 namespace {
 
-constexpr std::array<FaultName, 18> names{{
+constexpr std::array<FaultName, 18> allFaults{{
     {FaultKind::noAnswer, "no-answer", "", "the answer, or the data packet, is never sent"},
     {FaultKind::lateAnswer, "late-answer", ":MS", "the answer comes MS milliseconds late"},
     {FaultKind::duplicateAnswer, "duplicate-answer", "", "the answer is sent twice"},
@@ -136,10 +136,10 @@ void parseTarget(std::string_view text, Fault& fault) {
 
 const FaultName& faultNamed(std::string_view name) {
     const auto found = std::ranges::find_if(
-        names, [name](const FaultName& entry) { return sameText(entry.name, name); });
-    if (found == names.end()) {
+        allFaults, [name](const FaultName& entry) { return sameText(entry.name, name); });
+    if (found == allFaults.end()) {
         std::string known;
-        for (const FaultName& entry : names) {
+        for (const FaultName& entry : allFaults) {
             known += (known.empty() ? "" : ", ") + std::string(entry.name);
         }
         throw FaultSyntaxError("unknown fault " + quoted(name) + " (known: " + known + ")");
@@ -249,7 +249,7 @@ std::string_view parseRepetition(std::string_view text, Fault& fault) {
 } // namespace
 
 std::span<const FaultName> faultNames() {
-    return names;
+    return allFaults;
 }
 
 Fault parseFault(std::string_view line) {
