@@ -13,10 +13,6 @@ namespace ridge::simulator {
 
 namespace {
 
-using ExitFunction = void(NTAPI*)(NTSTATUS);
-
-ExitFunction original;
-
 void bringToRest(DWORD threadId) {
     const ScopedHandle thread(
         OpenThread(THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT, FALSE, threadId));
@@ -41,14 +37,28 @@ void bringOthersToRest() {
     }
 }
 
+// Ends this thread together with the others. TerminateProcess would leave it some time, in which
+// the system may have it complete a request of a thread that is gone.
+[[noreturn]] void endAllAtOnce(UINT status) {
+    const ScopedHandle job(CreateJobObjectW(nullptr, nullptr));
+    if (AssignProcessToJobObject(job.get(), GetCurrentProcess()) != 0) {
+        TerminateJobObject(job.get(), status);
+    }
+    for (;;) {
+        TerminateProcess(GetCurrentProcess(), status);
+    }
+}
+
 void NTAPI exitProcess(NTSTATUS status) {
+    const auto shutDown = ntFunction<void(NTAPI*)()>("LdrShutdownProcess");
     // What exiting takes next: a thread must not come to rest with one of these.
     ULONG_PTR cookie = 0;
     ntFunction<NTSTATUS(NTAPI*)(ULONG, ULONG*, ULONG_PTR*)>("LdrLockLoaderLock")(0, nullptr,
                                                                                  &cookie);
     ntFunction<void(NTAPI*)()>("RtlAcquirePebLock")();
     bringOthersToRest();
-    original(status);
+    shutDown();
+    endAllAtOnce(static_cast<UINT>(status));
 }
 
 } // namespace
@@ -57,7 +67,6 @@ void mendProcessEnd() {
     if (!isWine()) {
         return;
     }
-    original = ntFunction<ExitFunction>("RtlExitUserProcess");
     for (const char* library : {"kernel32.dll", "kernelbase.dll"}) {
         replaceImport(GetModuleHandleA(library), "RtlExitUserProcess",
                       reinterpret_cast<void*>(&exitProcess));
