@@ -51,7 +51,7 @@ void bringOthersToRest() {
 
 void NTAPI exitProcess(NTSTATUS status) {
     const auto shutDown = ntFunction<void(NTAPI*)()>("LdrShutdownProcess");
-    // What exiting takes next: a thread must not come to rest with one of these.
+    // The libraries may need these in their end: no thread must come to rest with one of them.
     ULONG_PTR cookie = 0;
     ntFunction<NTSTATUS(NTAPI*)(ULONG, ULONG*, ULONG_PTR*)>("LdrLockLoaderLock")(0, nullptr,
                                                                                  &cookie);
